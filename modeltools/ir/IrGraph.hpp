@@ -1,17 +1,176 @@
 #pragma once
 
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
 #include <string>
+#include <utility>
+#include <vector>
+
+#include "AxisOrder.hpp"
+#include "ConversionNamePolicy.hpp"
+#include "IrOp.hpp"
+#include "IrTensor.hpp"
+#include "OpSequence.hpp"
+#include "TraceInfo.hpp"
+
+namespace vrx::validation {
+class OpValidator;
+}
 
 namespace modeltools {
 
-// The IR graph of one network. (Grows into the full container with the IR core.)
+class IrVrxTranslator;
+
+using TensorPtr = std::shared_ptr<IrTensor>;
+using StaticTensorPtr = std::shared_ptr<IrStaticTensor>;
+using OpPtr = std::shared_ptr<ops::IrOp>;
+using OpSet = std::set<OpPtr>;
+
+// The tensors and ops of one network. The graph owns both; `getOps()` is the execution
+// order, which every operation that adds or moves an op keeps topological by choosing the
+// position itself. Failures are exceptions (run-time unless a caller gave something wrongly).
 class IrGraph {
  public:
-  explicit IrGraph(std::string name) : name_(std::move(name)) {}
+  explicit IrGraph(std::string name, std::shared_ptr<AxisOrder> axisOrder = std::make_shared<IrAxisOrder>(),
+                   std::map<std::string, AxisFormat> tensorAxisFormats = {});
+  ~IrGraph();
+  IrGraph(const IrGraph&) = delete;
+  IrGraph& operator=(const IrGraph&) = delete;
+
   const std::string& name() const { return name_; }
+  const std::shared_ptr<AxisOrder>& axisOrder() const { return axisOrder_; }
+  const std::map<std::string, AxisFormat>& tensorAxisFormats() const { return tensorAxisFormats_; }
+
+  // ---- Adding tensors (all forms end in the first) ----
+  TensorPtr addTensor(const TensorPtr& tensor);
+  TensorPtr addTensor(TensorSpec spec);
+  StaticTensorPtr addStaticTensor(TensorSpec spec, const void* data, uint32_t dataSize, bool borrowedData = false);
+  // Quantization follows the data type: quantized types take `quantInfo`, others refuse a defined one.
+  TensorPtr addTensor(const std::string& name, const Dims& dims, uint32_t dataType, uint32_t floatDataType,
+                      bool quantizable, const QuantInfo& quantInfo,
+                      AxisFormat axisFormat = AxisFormat::NOT_YET_DEFINED,
+                      AxisFormat srcAxisFormat = AxisFormat::NOT_YET_DEFINED, uint32_t kind = tensorkind::kNative);
+  StaticTensorPtr addStaticTensorCopy(const std::string& name, const StaticTensorPtr& source, bool shareTransforms);
+
+  // ---- Adding ops ----
+  // The op is wired already; index -1 appends.
+  void addOp(const OpPtr& op, int32_t index, bool validate);
+  // Wires the op by tensor names; missing outputs are made with the given shapes.
+  void addOp(const OpPtr& op, const std::vector<std::string>& inputNames, const std::vector<std::string>& outputNames,
+             const std::vector<IrTensorShape>& outputShapes, const std::vector<AxisFormat>& outputAxisFormats,
+             int32_t index, bool validate);
+  // The same, with the shapes the op infers itself.
+  void addOp(const OpPtr& op, const std::vector<std::string>& inputNames, const std::vector<std::string>& outputNames,
+             const std::vector<AxisFormat>& outputAxisFormats, int32_t index, bool validate);
+
+  // ---- Lookups (never throw) ----
+  bool hasTensor(const std::string& name) const { return tensorMap_.contains(name); }
+  bool hasOp(const std::string& name) const { return opMap_.contains(name); }
+  TensorPtr getTensor(const std::string& name) const;
+  OpPtr getOp(const std::string& name) const;
+  StaticTensorPtr getStaticTensor(const std::string& name) const;
+  std::vector<TensorPtr> getInputs() const { return graphInputs_; }
+  std::vector<TensorPtr> getOutputs() const { return graphOutputs_; }
+  const OpSequence& getOps() const { return opList_; }
+  // Tensors in name order.
+  const std::map<std::string, TensorPtr>& tensors() const { return tensorMap_; }
+  OpSet getConsumers(const TensorPtr& tensor, const std::vector<std::string>& consumerNames) const;
+
+  // ---- Backend records (the graph's translator owns them) ----
+  std::vector<Vrx_OpConfig_t*> getVrxOps();
+  Vrx_Tensor_t* getVrxTensor(const std::string& name);
+  void validateVrxOpConfig(const OpPtr& op, bool omitStaticData, const std::string& backendName);
+  IrVrxTranslator& translator() { return *translator_; }
+
+  // ---- Renaming and small changes ----
+  void changeOpName(const OpPtr& op, const std::string& newName);
+  void updateTensorName(const std::string& oldName, const std::string& newName);
+  void swapTensorNames(const std::string& nameA, const std::string& nameB);
+  void removeTensor(const std::string& name) { tensorMap_.erase(name); }
+  static std::shared_ptr<AxisOrder> makeAxisOrder(const std::string& name);
+  void resetTensorIds() const;
+  void mergeQuantInfo(const TensorPtr& a, const TensorPtr& b, bool flag);
+  void transferQuantInfo(const TensorPtr& from, const TensorPtr& to);
+  // The graph's name generator, made on first use.
+  ConversionNamePolicy& namePolicy();
+
+  // ---- Surgery: rewiring what stands ----
+  void inject(const OpPtr& op, const std::string& inputName, const std::string& outputName,
+              const std::vector<std::string>& consumerNames, AxisFormat axisFormat, bool validate,
+              bool inheritQuantizable);
+  void injectAtIndex(const OpPtr& op, const std::string& inputName, const std::string& outputName, int32_t index,
+                     const std::vector<std::string>& consumerNames, AxisFormat axisFormat, bool validate,
+                     bool inheritQuantizable);
+  void injectImplicitPermute(const std::string& tensorName, AxisFormat axisFormat, const std::vector<uint32_t>& permOrder,
+                             const std::vector<std::string>& consumerNames);
+  void permuteToSpatialFirst(const TensorPtr& tensor, const OpPtr& consumer);
+  void permuteNfcToNcf(const TensorPtr& tensor, const OpPtr& consumer);
+  void permuteToSpatialLast(const TensorPtr& tensor, const OpPtr& consumer);
+  void moveOptoIndex(const OpPtr& op, size_t index);
+  void prune(const OpPtr& op, bool force);
+  void removeOpAsConsumer(const TensorPtr& tensor, const OpPtr& op);
+  void replace(const OpPtr& oldOp, const OpPtr& newOp, const std::string& axisOrderName);
+  void squash(const OpPtr& op, const std::string& inputName, bool keepInputTensor, bool transferQuantization);
+  void squashIdentity(const OpPtr& op, bool transferQuantization);
+  void transferConsumers(const TensorPtr& fromTensor, const TensorPtr& toTensor, const OpSet& consumers);
+  void transferGraphOutputTensor(const TensorPtr& fromTensor, const TensorPtr& toTensor);
+  void updateTensorType(const std::string& name, uint32_t kind);
+  bool isStaticPassThrough(const OpPtr& op) const;
+
+  // ---- Trace records ----
+  std::vector<TraceSource> getTraceSources(uint32_t kind, const std::string& name) const;
+  void setTraceSources(uint32_t kind, const std::string& name, const std::vector<TraceSource>& sources);
+  void addTraceSources(uint32_t kind, const std::string& name, const std::vector<TraceSource>& sources);
+  void addTraceSourcesToAll(const std::vector<std::string>& opNames, const std::vector<std::string>& tensorNames,
+                            const std::vector<TraceSource>& sources);
+  void removeTraceSources(uint32_t kind, const std::string& name);
+  void removeOpTraceRecords(const std::vector<OpPtr>& ops);
+  static std::vector<TraceSource> mergeTraceSources(const std::vector<TraceSource>& first,
+                                                    const std::vector<TraceSource>& second);
+  std::vector<TraceSource> collectTraceSources(const std::vector<TraceSource>& items) const;
+  void updateTraceInfo(const std::vector<OpPtr>& targetOps, const std::vector<OpPtr>& sourceOps,
+                       const std::vector<TensorPtr>& sourceTensors, bool removeSources);
+  void updateTraceInfo(const std::vector<TensorPtr>& targetTensors, const std::vector<TensorPtr>& sourceTensors,
+                       const std::vector<OpPtr>& sourceOps, bool removeSources);
+  void validateTraceInfoCompleteness(const std::string& stage) const;
+  const std::vector<TraceRecord>& opTraceInfo() const { return opTraceInfo_; }
+  const std::vector<TraceRecord>& tensorTraceInfo() const { return tensorTraceInfo_; }
+  void setSourceNames(std::vector<std::string> opNames, std::vector<std::string> tensorNames) {
+    sourceOpNames_ = std::move(opNames);
+    sourceTensorNames_ = std::move(tensorNames);
+  }
+
+  // ---- Reports ----
+  // Sums MACs and parameter counts over all ops and prints them.
+  std::pair<uint64_t, uint64_t> reEvalMacsParams();
+  void dumpJson(const std::string& path) const;
 
  private:
+  std::vector<TraceRecord>& traceRecords(uint32_t kind);
+  const std::vector<TraceRecord>& traceRecords(uint32_t kind) const;
+  size_t positionForInjection(const TensorPtr& input, const OpSet& consumers) const;
+  void addOpAt(const OpPtr& op, int32_t index);
+  void wireInputsByName(const OpPtr& op, const std::vector<std::string>& inputNames);
+  void wireOutputs(const OpPtr& op, const std::vector<std::string>& outputNames,
+                   const std::vector<IrTensorShape>& outputShapes, const std::vector<AxisFormat>& outputAxisFormats);
+
   std::string name_;
+  std::map<std::string, TensorPtr> tensorMap_;
+  std::vector<TensorPtr> graphInputs_;
+  std::vector<TensorPtr> graphOutputs_;
+  OpSequence opList_;
+  std::map<std::string, OpPtr> opMap_;
+  std::shared_ptr<AxisOrder> axisOrder_;
+  std::map<std::string, AxisFormat> tensorAxisFormats_;
+  std::unique_ptr<IrVrxTranslator> translator_;
+  std::unique_ptr<vrx::validation::OpValidator> validator_;
+  std::vector<TraceRecord> opTraceInfo_;
+  std::vector<TraceRecord> tensorTraceInfo_;
+  std::shared_ptr<ConversionNamePolicy> namePolicy_;
+  std::vector<std::string> sourceOpNames_;
+  std::vector<std::string> sourceTensorNames_;
 };
 
 }  // namespace modeltools

@@ -32,6 +32,14 @@ struct OpDumpRecord {
   std::vector<std::string> paramNames;
 };
 
+// What the last optimization of a transformer did, for tools that show it to a person.
+struct OptimizationReport {
+  bool ran = false;
+  std::vector<std::string> executedPasses;  // passes that changed the graph, in order
+  uint64_t macs = 0;
+  uint64_t params = 0;
+};
+
 // The name of a backend kind for the target information ("UNKNOWN" outside 1 to 7).
 const char* backendNameForKind(uint32_t backendKind);
 
@@ -63,6 +71,7 @@ class VrxGraphTransformer {
   bool dumpGraphs() const { return dumpGraphs_ != 0; }
   const std::vector<OpDumpRecord>& opDumpRecords() const { return opDumpRecords_; }
   const std::unordered_map<std::string, TensorRecordCopy>& graphIoTensors() const { return graphIoTensors_; }
+  const OptimizationReport& optimizationReport() const { return optimizationReport_; }
 
  private:
   void log(uint32_t level, const char* format, ...) const __attribute__((format(printf, 3, 4)));
@@ -83,6 +92,7 @@ class VrxGraphTransformer {
   std::vector<std::string> allowedPasses_;
   std::vector<std::string> additionalPassList_;
   uint8_t dumpGraphs_ = 0;
+  OptimizationReport optimizationReport_;
 };
 
 // A copy of a client's function table: the 600 bytes from byte 40 on; the head stays zero.
