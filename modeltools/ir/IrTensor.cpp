@@ -9,6 +9,7 @@
 
 #include "DataTypes.hpp"
 #include "IrOp.hpp"
+#include "modeltools/iroptimizer/transforms/TransformManager.hpp"
 
 namespace modeltools {
 namespace {
@@ -409,6 +410,11 @@ void IrStaticTensor::updateData(void* data, uint32_t size, bool takeOwnership) {
     borrowedData_ = false;
   }
   if (data != nullptr && size != 0) std::memmove(data_, data, size);
+}
+
+const std::shared_ptr<TransformManager>& IrStaticTensor::getTransformManager() {
+  if (!transformManager_) transformManager_ = std::make_shared<TransformManager>();
+  return transformManager_;
 }
 
 void IrStaticTensor::setData(const void* data, uint32_t size) {

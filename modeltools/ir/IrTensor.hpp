@@ -244,6 +244,8 @@ class IrStaticTensor : public IrTensor {
   void setData(const void* data, uint32_t size);
 
   const std::shared_ptr<TransformManager>& transformManager() const { return transformManager_; }
+  // The manager, made empty on first use.
+  const std::shared_ptr<TransformManager>& getTransformManager();
   void setTransformManager(std::shared_ptr<TransformManager> manager) { transformManager_ = std::move(manager); }
 
  private:

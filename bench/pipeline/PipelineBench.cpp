@@ -1,0 +1,201 @@
+// The whole road through the exports, every pass allowed, on synthetic networks: chains of
+// convolutions and activations with identity ops sprinkled in (a reshape to the same shape,
+// a transpose with the identity permutation, a multiplication by ones).
+
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "VrxGraphTransformer.h"
+#include "modeltools/iroptimizer/PassIds.hpp"
+#include "support/BenchSupport.hpp"
+
+namespace {
+
+// A backend that only counts what it receives.
+struct CountingBackend {
+  static inline uint64_t nodes = 0;
+  static inline uint32_t nextId = 1;
+  static Vrx_Status_t validate(Vrx_BackendHandle_t, Vrx_OpConfig_t) { return 0; }
+  static Vrx_Status_t addNode(Vrx_GraphHandle_t, Vrx_OpConfig_t) {
+    ++nodes;
+    return 0;
+  }
+  static Vrx_Status_t finalize(Vrx_GraphHandle_t, void*, void*) { return 0; }
+  static Vrx_Status_t createTensor(Vrx_GraphHandle_t, Vrx_Tensor_t* tensor) {
+    tensor->id = nextId++;
+    return 0;
+  }
+  static VrxBackendFunctionTable table() {
+    VrxBackendFunctionTable t{};
+    t.validateOpConfig = validate;
+    t.addNode = addNode;
+    t.graphFinalize = finalize;
+    t.createGraphTensor = createTensor;
+    return t;
+  }
+};
+
+// Records of one synthetic network, kept alive until the graph is finalized.
+class SyntheticNetwork {
+ public:
+  explicit SyntheticNetwork(int64_t ops) { build(ops); }
+
+  void sendTo(Vrx_GraphHandle_t graph) {
+    for (auto& tensor : tensors_) VrxGraphTransformer_addGraphTensor(graph, &tensor);
+    for (auto& node : nodes_) VrxGraphTransformer_addNode(graph, node.config);
+  }
+
+ private:
+  struct Node {
+    std::vector<Vrx_Param_t> params;
+    std::vector<Vrx_Tensor_t> inputs;
+    std::vector<Vrx_Tensor_t> outputs;
+    Vrx_OpConfig_t config{};
+  };
+
+  const char* text(const std::string& s) { return strings_.emplace_back(s).c_str(); }
+  uint32_t* words(std::vector<uint32_t> values) { return words_.emplace_back(std::move(values)).data(); }
+
+  Vrx_Tensor_t tensor(const std::string& name, uint32_t type, std::vector<uint32_t> dims) {
+    Vrx_Tensor_t t{};
+    t.version = 2;
+    t.name = text(name);
+    t.type = type;
+    t.dataType = VRX_DATATYPE_FLOAT_32;
+    t.quantizeParams.encodingDefinition = VRX_DEFINITION_UNDEFINED;
+    t.quantizeParams.quantizationEncoding = VRX_QUANTIZATION_ENCODING_UNDEFINED;
+    t.rank = static_cast<uint32_t>(dims.size());
+    t.dimensions = words(std::move(dims));
+    t.sparseParams.layout = VRX_SPARSE_LAYOUT_UNDEFINED;
+    return t;
+  }
+
+  Vrx_Tensor_t constant(const std::string& name, std::vector<uint32_t> dims, float value) {
+    Vrx_Tensor_t t = tensor(name, VRX_TENSORTYPE_STATIC, dims);
+    size_t count = 1;
+    for (uint32_t d : dims) count *= d;
+    auto& data = floats_.emplace_back(count, value);
+    t.clientBuf.data = data.data();
+    t.clientBuf.dataSize = static_cast<uint32_t>(count * sizeof(float));
+    return t;
+  }
+
+  Vrx_Param_t listParam(const std::string& name, std::vector<uint32_t> values, std::vector<uint32_t> dims) {
+    Vrx_Param_t p{};
+    p.paramType = VRX_PARAMTYPE_TENSOR;
+    p.name = text(name);
+    p.tensor = tensor(name, VRX_TENSORTYPE_STATIC, std::move(dims));
+    p.tensor.dataType = VRX_DATATYPE_UINT_32;
+    p.tensor.clientBuf.dataSize = static_cast<uint32_t>(values.size() * sizeof(uint32_t));
+    p.tensor.clientBuf.data = words(std::move(values));
+    return p;
+  }
+
+  void addNode(const std::string& name, const std::string& type, std::vector<Vrx_Tensor_t> inputs,
+               std::vector<Vrx_Tensor_t> outputs, std::vector<Vrx_Param_t> params = {}) {
+    Node& node = nodes_.emplace_back();
+    node.params = std::move(params);
+    node.inputs = std::move(inputs);
+    node.outputs = std::move(outputs);
+    node.config.version = 1;
+    node.config.name = text(name);
+    node.config.packageName = "vrx.core";
+    node.config.typeName = text(type);
+    node.config.numOfParams = static_cast<uint32_t>(node.params.size());
+    node.config.params = node.params.data();
+    node.config.numOfInputs = static_cast<uint32_t>(node.inputs.size());
+    node.config.inputTensors = node.inputs.data();
+    node.config.numOfOutputs = static_cast<uint32_t>(node.outputs.size());
+    node.config.outputTensors = node.outputs.data();
+  }
+
+  // Blocks of conv + relu, with an identity op after every other block.
+  void build(int64_t ops) {
+    const std::vector<uint32_t> shape = {1, 8, 8, 4};
+    Vrx_Tensor_t current = tensor("input", VRX_TENSORTYPE_APP_WRITE, shape);
+    tensors_.push_back(current);
+    for (int64_t i = 0; static_cast<int64_t>(nodes_.size()) < ops; ++i) {
+      const std::string id = std::to_string(i);
+      Vrx_Tensor_t weights = constant("w" + id, {3, 3, 4, 4}, 0.01f);
+      Vrx_Tensor_t bias = constant("b" + id, {4}, 0.0f);
+      Vrx_Tensor_t conv = tensor("conv" + id, VRX_TENSORTYPE_NATIVE, shape);
+      Vrx_Tensor_t relu = tensor("relu" + id, VRX_TENSORTYPE_NATIVE, shape);
+      tensors_.insert(tensors_.end(), {weights, bias, conv, relu});
+      addNode("conv_op" + id, "Conv2d", {current, weights, bias}, {conv},
+              {listParam("stride", {1, 1}, {2}), listParam("pad_amount", {1, 1, 1, 1}, {2, 2}),
+               listParam("dilation", {1, 1}, {2})});
+      addNode("relu_op" + id, "Relu", {conv}, {relu});
+      current = relu;
+      if (i % 2 == 1) current = addIdentity(i, current, shape);
+    }
+    tensors_.back().type = VRX_TENSORTYPE_APP_READ;  // the last tensor is the graph's output
+    finalizeOutputRecords();
+  }
+
+  Vrx_Tensor_t addIdentity(int64_t i, const Vrx_Tensor_t& input, const std::vector<uint32_t>& shape) {
+    const std::string id = std::to_string(i);
+    Vrx_Tensor_t out = tensor("identity" + id, VRX_TENSORTYPE_NATIVE, shape);
+    switch ((i / 2) % 3) {
+      case 0:
+        tensors_.push_back(out);
+        addNode("reshape_op" + id, "Reshape", {input}, {out});
+        break;
+      case 1:
+        tensors_.push_back(out);
+        addNode("transpose_op" + id, "Transpose", {input}, {out}, {listParam("perm", {0, 1, 2, 3}, {4})});
+        break;
+      default: {
+        Vrx_Tensor_t ones = constant("ones" + id, shape, 1.0f);
+        tensors_.insert(tensors_.end(), {ones, out});
+        addNode("mul_op" + id, "ElementWiseMultiply", {input, ones}, {out});
+      }
+    }
+    return out;
+  }
+
+  // The node that writes the graph output must carry the output's record type too.
+  void finalizeOutputRecords() {
+    const std::string output = tensors_.back().name;
+    for (auto& node : nodes_) {
+      for (auto& t : node.outputs) {
+        if (output == t.name) t.type = VRX_TENSORTYPE_APP_READ;
+      }
+      for (auto& t : node.inputs) {
+        if (output == t.name) t.type = VRX_TENSORTYPE_APP_READ;
+      }
+    }
+  }
+
+  std::deque<std::string> strings_;
+  std::deque<std::vector<uint32_t>> words_;
+  std::deque<std::vector<float>> floats_;
+  std::vector<Vrx_Tensor_t> tensors_;
+  std::deque<Node> nodes_;
+};
+
+void BM_FullPipelineThroughExports(benchmark::State& state) {
+  SyntheticNetwork network(state.range(0));
+  const VrxBackendFunctionTable table = CountingBackend::table();
+  GraphTransformerConfig config;
+  const auto& names = modeltools::iroptimizer::passNamesInIdOrder();
+  config.allowedPasses.assign(names.begin(), names.end());
+  int backend = 0, context = 0, graph = 0;
+  for (auto _ : state) {
+    CountingBackend::nodes = 0;
+    VrxGraphTransformer_createGraph(&backend, &context, &graph, 0, "synthetic", &table, VRX_GT_BACKEND_NXA, &config);
+    network.sendTo(&graph);
+    const Vrx_Status_t status = VrxGraphTransformer_finalizeGraph(&graph, nullptr, nullptr, &table);
+    VrxGraphTransformer_free();
+    if (status != 0) state.SkipWithError(("finalizeGraph returned " + std::to_string(status)).c_str());
+  }
+  state.counters["ops_in"] = static_cast<double>(state.range(0));
+  state.counters["ops_out"] = static_cast<double>(CountingBackend::nodes);
+  vrx::bench::reportPeakMemory(state);
+}
+BENCHMARK(BM_FullPipelineThroughExports)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+}  // namespace
