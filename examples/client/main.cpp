@@ -1,5 +1,6 @@
 // A client of the graph transformer: it describes a small image classifier through the
-// five exports, hands in a backend that prints every call it receives, and finalizes.
+// five exports, hands in a backend that prints every call it receives, finalizes, and checks
+// that every node reached the backend.
 //
 //   image -> Conv2d(conv1) -> Relu -> PoolMax2d -> Conv2d(conv2) -> Relu
 //         -> Reshape -> FullyConnected(fc) -> Softmax -> probabilities
@@ -19,6 +20,7 @@ namespace {
 // ---- A backend that prints what it receives -------------------------------------------------
 
 uint32_t g_nextTensorId = 1;
+uint32_t g_nodesAdded = 0;
 
 std::string describeTensor(const Vrx_Tensor_t& t) {
   std::ostringstream out;
@@ -36,10 +38,16 @@ Vrx_Status_t printValidate(Vrx_BackendHandle_t, Vrx_OpConfig_t op) {
 }
 
 Vrx_Status_t printAddNode(Vrx_GraphHandle_t, Vrx_OpConfig_t op) {
+  ++g_nodesAdded;
   std::cout << "backend addNode " << op.name << " (" << op.packageName << "::" << op.typeName << ")\n";
   for (uint32_t i = 0; i < op.numOfParams; ++i) {
     const Vrx_Param_t& p = op.params[i];
-    std::cout << "    param " << p.name << (p.paramType == VRX_PARAMTYPE_TENSOR ? " (tensor)" : " (scalar)") << "\n";
+    std::cout << "    param " << p.name;
+    if (p.paramType == VRX_PARAMTYPE_TENSOR) {
+      std::cout << " = tensor " << describeTensor(p.tensor) << "\n";
+    } else {
+      std::cout << " = scalar of " << VrxGraphTransformer_dataTypeName(p.scalar.dataType) << "\n";
+    }
   }
   for (uint32_t i = 0; i < op.numOfInputs; ++i) std::cout << "    in  " << describeTensor(op.inputTensors[i]) << "\n";
   for (uint32_t i = 0; i < op.numOfOutputs; ++i) std::cout << "    out " << describeTensor(op.outputTensors[i]) << "\n";
@@ -61,6 +69,7 @@ Vrx_Status_t printCreateTensor(Vrx_GraphHandle_t, Vrx_Tensor_t* tensor) {
 
 // Keeps the storage that the records point into alive until the call that uses them.
 struct Storage {
+  std::deque<std::string> names;
   std::deque<std::vector<uint32_t>> dims;
   std::deque<std::vector<float>> floats;
   std::deque<std::vector<uint32_t>> words;
@@ -91,11 +100,15 @@ Vrx_Tensor_t weights(Storage& s, const char* name, std::vector<uint32_t> dims) {
   return t;
 }
 
-Vrx_Param_t uintListParam(Storage& s, const char* name, std::vector<uint32_t> values, std::vector<uint32_t> dims) {
+// A list param is a static tensor. Tensors are known by name in the backend, so each op's
+// param tensor is named after the op: two ops' "stride" must not become one tensor.
+Vrx_Param_t uintListParam(Storage& s, const char* op, const char* name, std::vector<uint32_t> values,
+                          std::vector<uint32_t> dims) {
   Vrx_Param_t p{};
   p.paramType = VRX_PARAMTYPE_TENSOR;
   p.name = name;
-  p.tensor = tensor(s, name, VRX_TENSORTYPE_STATIC, std::move(dims));
+  const char* tensorName = s.names.emplace_back(std::string(op) + "." + name).c_str();
+  p.tensor = tensor(s, tensorName, VRX_TENSORTYPE_STATIC, std::move(dims));
   p.tensor.dataType = VRX_DATATYPE_UINT_32;
   auto& data = s.words.emplace_back(std::move(values));
   p.tensor.clientBuf.data = data.data();
@@ -196,17 +209,20 @@ int main() {
   };
   std::vector<NodeSpec> nodes = {
       {"conv1_op", "Conv2d",
-       {uintListParam(s, "stride", {1, 1}, {2}), uintListParam(s, "pad_amount", {1, 1, 1, 1}, {2, 2}),
-        uintListParam(s, "dilation", {1, 1}, {2}), uintScalarParam("group", 1)},
+       {uintListParam(s, "conv1_op", "stride", {1, 1}, {2}),
+        uintListParam(s, "conv1_op", "pad_amount", {1, 1, 1, 1}, {2, 2}),
+        uintListParam(s, "conv1_op", "dilation", {1, 1}, {2}), uintScalarParam("group", 1)},
        {"image", "conv1.weight", "conv1.bias"}, {"conv1"}},
       {"relu1_op", "Relu", {}, {"conv1"}, {"relu1"}},
       {"pool1_op", "PoolMax2d",
-       {uintListParam(s, "filter_size", {2, 2}, {2}), uintListParam(s, "stride", {2, 2}, {2}),
-        uintListParam(s, "pad_amount", {0, 0, 0, 0}, {2, 2})},
+       {uintListParam(s, "pool1_op", "filter_size", {2, 2}, {2}),
+        uintListParam(s, "pool1_op", "stride", {2, 2}, {2}),
+        uintListParam(s, "pool1_op", "pad_amount", {0, 0, 0, 0}, {2, 2})},
        {"relu1"}, {"pool1"}},
       {"conv2_op", "Conv2d",
-       {uintListParam(s, "stride", {1, 1}, {2}), uintListParam(s, "pad_amount", {1, 1, 1, 1}, {2, 2}),
-        uintListParam(s, "dilation", {1, 1}, {2}), uintScalarParam("group", 1)},
+       {uintListParam(s, "conv2_op", "stride", {1, 1}, {2}),
+        uintListParam(s, "conv2_op", "pad_amount", {1, 1, 1, 1}, {2, 2}),
+        uintListParam(s, "conv2_op", "dilation", {1, 1}, {2}), uintScalarParam("group", 1)},
        {"pool1", "conv2.weight", "conv2.bias"}, {"conv2"}},
       {"relu2_op", "Relu", {}, {"conv2"}, {"relu2"}},
       {"flatten", "Reshape", {}, {"relu2"}, {"flat"}},
@@ -225,5 +241,7 @@ int main() {
   const bool finalized = check("finalizeGraph", VrxGraphTransformer_finalizeGraph(&graph, nullptr, nullptr, &table));
   VrxGraphTransformer_free();
   VrxGraphTransformer_unregisterLogger(logger);
-  return finalized ? 0 : 1;
+  if (!finalized) return 1;
+  std::cout << "backend received " << g_nodesAdded << " of " << nodes.size() << " nodes\n";
+  return g_nodesAdded == nodes.size() ? 0 : 1;
 }

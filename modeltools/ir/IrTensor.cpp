@@ -58,6 +58,21 @@ size_t blockPairCount(const uint32_t* blockSize, std::span<const uint32_t> dims)
   return count;
 }
 
+// The IR keeps one block size, along axis 0; other block shapes could not be written back
+// consistently, so they are refused here rather than lost.
+void requireBlocksAlongFirstAxis(const uint32_t* blockSize, std::span<const uint32_t> dims) {
+  if (blockSize == nullptr) return;
+  for (size_t i = 1; i < dims.size(); ++i) {
+    if (blockSize[i] != 1) {
+      std::ostringstream message;
+      message << "modeltools::readQuantInfo: block quantization is carried with blocks along axis 0 only, but the "
+                 "block size of axis "
+              << i << " is " << blockSize[i];
+      throw std::invalid_argument(message.str());
+    }
+  }
+}
+
 uint32_t dimAtAxis(std::span<const uint32_t> dims, uint32_t axis) {
   if (axis >= dims.size()) {
     throw std::invalid_argument("modeltools::readQuantInfo: blockwise expansion axis " + std::to_string(axis) +
@@ -131,6 +146,7 @@ QuantInfo readQuantInfo(const Vrx_QuantizeParams_t& record, uint32_t dataType, s
     case VRX_QUANTIZATION_ENCODING_FLOAT_BLOCK: {
       const auto& enc = record.blockEncoding;
       const bool floatOffsets = record.quantizationEncoding == VRX_QUANTIZATION_ENCODING_FLOAT_BLOCK;
+      requireBlocksAlongFirstAxis(enc.blockSize, dims);
       info.blockAxis = 0;
       info.blockSize = enc.blockSize != nullptr && !dims.empty() ? enc.blockSize[0] : 0;
       const size_t pairs = enc.scaleOffset != nullptr ? blockPairCount(enc.blockSize, dims) : 0;

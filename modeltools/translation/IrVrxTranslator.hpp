@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "VrxBackendRecords.h"
@@ -10,29 +13,75 @@
 namespace modeltools {
 
 class IrTensor;
+struct QuantInfo;
 namespace ops {
 class IrOp;
 }
 
-// Turns IR objects back into backend records. It owns every record it made for as long as
-// the graph lives: the records point into its storage and into the IR objects it keeps.
+// Turns IR objects back into backend records and undoes the folding of families done on the
+// way in. Every record it hands out, and every string and array a record points to, belongs
+// to the cache entry it was made for; entries live as long as the translator (and so the
+// graph), and a record made for one op keeps alive the tensor entries its copies point into.
 class IrVrxTranslator {
  public:
+  // Arrays and records that quantization params point into.
+  using KeepAlive = std::vector<std::shared_ptr<void>>;
+
   IrVrxTranslator();
   ~IrVrxTranslator();
   IrVrxTranslator(const IrVrxTranslator&) = delete;
   IrVrxTranslator& operator=(const IrVrxTranslator&) = delete;
 
   // The op's record; a second request for the same op name returns the first record.
+  // `omitStaticData` leaves the data pointers of static inputs null (sizes stay);
+  // `backendName` decides one rule of "Resize".
   Vrx_OpConfig_t* getVrxOp(const std::shared_ptr<ops::IrOp>& op, bool omitStaticData, const std::string& backendName);
   // The tensor's record, cached by name.
   Vrx_Tensor_t* getVrxTensor(const std::shared_ptr<IrTensor>& tensor);
+  // Fills `params` from the tensor's quantization; what it allocates goes to `keepAlive`.
+  void translateQuantEncoding(const IrTensor& tensor, Vrx_QuantizeParams_t& params, KeepAlive& keepAlive);
+
+  // Storage that something outside the translator wrote into a record of this translator
+  // (composition renames and rewires records in place): it lives as long as the record.
+  // Throws invalid_argument for a record that isn't the current one of its cache entry.
+  void keepWithOp(const Vrx_OpConfig_t& config, std::shared_ptr<void> storage);
+  void keepWithTensor(const std::string& tensorName, const Vrx_Tensor_t& record, std::shared_ptr<void> storage);
+
+  // The backend data type of a value type, for passes that make typed constants.
+  template <class T>
+  static uint32_t getVrxDataType();
 
  private:
   struct TensorEntry;
   struct OpEntry;
+
+  std::shared_ptr<TensorEntry> tensorEntry(const std::shared_ptr<IrTensor>& tensor);
+  // A record for the tensor; a cached one enters the cache before its quantization is
+  // translated, so an array encoding that names its own tensor finds it.
+  std::shared_ptr<TensorEntry> makeTensorEntry(const std::shared_ptr<IrTensor>& tensor, bool cached);
+  // `owner` is the tensor whose record holds the params; `rank` sizes the block encodings.
+  void fillEncoding(const QuantInfo& info, const IrTensor& owner, uint32_t rank, Vrx_QuantizeParams_t& params,
+                    KeepAlive& keepAlive);
+  void fillArrayEncoding(const QuantInfo& info, const IrTensor& owner, uint32_t rank, Vrx_QuantizeParams_t& params,
+                         KeepAlive& keepAlive);
+  void addParams(OpEntry& entry);
+  void addTensorLists(OpEntry& entry, bool omitStaticData);
+
   std::map<std::string, std::shared_ptr<TensorEntry>> tensorCache_;
   std::map<std::string, std::shared_ptr<OpEntry>> opCache_;
 };
+
+template <class T>
+uint32_t IrVrxTranslator::getVrxDataType() {
+  if constexpr (std::is_same_v<T, bool>) return VRX_DATATYPE_BOOL_8;
+  else if constexpr (std::is_same_v<T, uint32_t>) return VRX_DATATYPE_UINT_32;
+  else if constexpr (std::is_same_v<T, int32_t>) return VRX_DATATYPE_INT_32;
+  else if constexpr (std::is_same_v<T, int8_t>) return VRX_DATATYPE_INT_8;
+  else if constexpr (std::is_same_v<T, uint8_t>) return VRX_DATATYPE_UINT_8;
+  else if constexpr (std::is_same_v<T, float>) return VRX_DATATYPE_FLOAT_32;
+  else if constexpr (std::is_same_v<T, uint16_t>) return VRX_DATATYPE_UINT_16;
+  else if constexpr (std::is_same_v<T, int16_t>) return VRX_DATATYPE_INT_16;
+  else throw std::invalid_argument("modeltools::IrVrxTranslator::getVrxDataType: Unsupported type in getVrxDataType");
+}
 
 }  // namespace modeltools

@@ -101,4 +101,7 @@ VrxBackendFunctionTable copyFunctionTable(const VrxBackendFunctionTable& table);
 // True for the tensor types that are the graph's inputs and outputs (0, 1, 8, 9).
 bool isGraphIoTensorType(uint32_t type);
 
+// A tensor name as the backend takes it: letters, digits and "_", not starting with a digit.
+std::string sanitizeTensorName(const std::string& name);
+
 }  // namespace vrx::core::graphtransformer

@@ -1,11 +1,192 @@
 #include "IrGraphBuilder.hpp"
 
+#include <set>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "Logger.hpp"
 #include "modeltools/ir/IrGraph.hpp"
+#include "modeltools/translation/BuildIrOp.hpp"
 
 namespace vrx::ir {
+namespace {
 
-Vrx_Status_t IrGraphBuilder::addTensor(const Vrx_Tensor_t* /*tensor*/) { return VRX_GT_SUCCESS; }
+using core::graphtransformer::logTo;
+using modeltools::IrTensorShape;
+using modeltools::TensorSpec;
 
-Vrx_Status_t IrGraphBuilder::addNode(const Vrx_OpConfig_t& /*opConfig*/) { return VRX_GT_SUCCESS; }
+std::string nameOf(const Vrx_Tensor_t& tensor) { return tensor.name != nullptr ? tensor.name : ""; }
+
+const char* textOf(const char* text) { return text != nullptr ? text : ""; }
+
+// Only memType 0 says that clientBuf is a buffer.
+const void* clientData(const Vrx_Tensor_t& tensor) { return tensor.memType == 0 ? tensor.clientBuf.data : nullptr; }
+
+bool isStaticType(uint32_t type) { return type == VRX_TENSORTYPE_STATIC || type == VRX_TENSORTYPE_UPDATEABLE_STATIC; }
+
+bool isUpdateableType(uint32_t type) {
+  return type == VRX_TENSORTYPE_UPDATEABLE_STATIC || type == VRX_TENSORTYPE_UPDATEABLE_NATIVE ||
+         type == VRX_TENSORTYPE_UPDATEABLE_APP_WRITE || type == VRX_TENSORTYPE_UPDATEABLE_APP_READ ||
+         type == VRX_TENSORTYPE_UPDATEABLE_APP_READWRITE;
+}
+
+// The IR's kind of a tensor type; the updateable flag is kept apart.
+uint32_t kindOfTensorType(uint32_t type) {
+  switch (type) {
+    case VRX_TENSORTYPE_UPDATEABLE_STATIC: return modeltools::tensorkind::kStatic;
+    case VRX_TENSORTYPE_UPDATEABLE_NATIVE: return modeltools::tensorkind::kNative;
+    case VRX_TENSORTYPE_UPDATEABLE_APP_WRITE: return modeltools::tensorkind::kGraphInput;
+    case VRX_TENSORTYPE_UPDATEABLE_APP_READ: return modeltools::tensorkind::kGraphOutput;
+    case VRX_TENSORTYPE_UPDATEABLE_APP_READWRITE: return modeltools::tensorkind::kGraphInputOutput;
+    default: break;
+  }
+  if (type <= VRX_TENSORTYPE_NULL || (type >= 11 && type <= 13)) return type;
+  return modeltools::kUndefined;
+}
+
+// A record with rank above 0 but no dimensions has none to read.
+std::vector<uint32_t> dimsOf(const Vrx_Tensor_t& tensor) {
+  if (tensor.dimensions == nullptr) return {};
+  return {tensor.dimensions, tensor.dimensions + tensor.rank};
+}
+
+std::set<uint32_t> dynamicAxesOf(const Vrx_Tensor_t& tensor, uint32_t rank) {
+  std::set<uint32_t> axes;
+  if (tensor.version != 2 || tensor.isDynamicDimensions == nullptr) return axes;
+  for (uint32_t i = 0; i < rank; ++i) {
+    if (tensor.isDynamicDimensions[i] != 0) axes.insert(i);
+  }
+  return axes;
+}
+
+bool isSparseRecord(const Vrx_Tensor_t& tensor) {
+  return tensor.version == 2 && tensor.sparseParams.layout == VRX_SPARSE_LAYOUT_HYBRID_COO;
+}
+
+// What tensors and static tensors take alike from a record.
+TensorSpec commonSpec(const Vrx_Tensor_t& tensor) {
+  return TensorSpec{.name = nameOf(tensor),
+                    .shape = IrTensorShape(dimsOf(tensor)),
+                    .dataType = tensor.dataType,
+                    .floatDataType = tensor.dataType,
+                    .quantizable = tensor.dataType == VRX_DATATYPE_FLOAT_32 ||
+                                   tensor.quantizeParams.encodingDefinition != VRX_DEFINITION_UNDEFINED,
+                    .quantInfo = IrGraphBuilder::buildQuantInfo(tensor),
+                    .axisFormat = modeltools::AxisFormat::NOT_YET_DEFINED,
+                    .srcAxisFormat = modeltools::AxisFormat::NOT_YET_DEFINED};
+}
+
+}  // namespace
+
+modeltools::QuantInfo IrGraphBuilder::buildQuantInfo(const Vrx_Tensor_t& tensor) {
+  const auto dims = dimsOf(tensor);
+  return modeltools::readQuantInfo(tensor.quantizeParams, tensor.dataType, std::span<const uint32_t>(dims));
+}
+
+std::shared_ptr<modeltools::IrTensor> IrGraphBuilder::buildIrTensor(const Vrx_Tensor_t& tensor) {
+  TensorSpec spec = commonSpec(tensor);
+  spec.kind = kindOfTensorType(tensor.type);
+  if (isSparseRecord(tensor)) {
+    // A sparse tensor keeps its dimensions as bounds and has no dynamic axes.
+    spec.sparseLayout = VRX_SPARSE_LAYOUT_HYBRID_COO;
+    spec.numSpecifiedElements = tensor.sparseParams.numSpecifiedElements;
+    spec.numSparseDimensions = tensor.sparseParams.numSparseDimensions;
+  } else {
+    auto dims = spec.shape.dims();
+    const auto rank = static_cast<uint32_t>(dims.size());
+    spec.shape = IrTensorShape(std::move(dims), dynamicAxesOf(tensor, rank));
+  }
+  return std::make_shared<modeltools::IrTensor>(std::move(spec));
+}
+
+std::shared_ptr<modeltools::IrStaticTensor> IrGraphBuilder::buildIrStaticTensor(const Vrx_Tensor_t& tensor) {
+  TensorSpec spec = commonSpec(tensor);
+  spec.kind = modeltools::tensorkind::kStatic;
+  return std::make_shared<modeltools::IrStaticTensor>(std::move(spec), clientData(tensor), tensor.clientBuf.dataSize,
+                                                      false);
+}
+
+Vrx_Status_t IrGraphBuilder::addTensor(const Vrx_Tensor_t* tensor) {
+  if (tensor == nullptr) return VRX_GT_ERROR_INVALID_HANDLE;
+  if (tensor->dataFormat == VRX_TENSOR_DATA_FORMAT_SPARSE || tensor->dataFormat == VRX_TENSOR_DATA_FORMAT_OTHER) {
+    return VRX_GT_ERROR_UNSUPPORTED_DATA_FORMAT;
+  }
+  if (tensor->type == VRX_TENSORTYPE_APP_READWRITE) return VRX_GT_ERROR_UNSUPPORTED_TENSOR;
+  if (tensor->dataType == VRX_DATATYPE_UNDEFINED || tensor->dataType == VRX_DATATYPE_STRING) {
+    return VRX_GT_ERROR_UNSUPPORTED_TENSOR;
+  }
+  if (graph_->hasTensor(nameOf(*tensor))) {
+    logTo(loggerHandle_, VRX_GT_LOG_ERROR, "Tensor already exist in the graph, tensor ID: %u", tensor->id);
+    return VRX_GT_ERROR_TENSOR_EXISTS;
+  }
+  const bool hasData = clientData(*tensor) != nullptr;
+  if (!isStaticType(tensor->type)) {
+    if (hasData) return VRX_GT_ERROR_UNSUPPORTED_TENSOR;
+    auto irTensor = buildIrTensor(*tensor);
+    irTensor->setUpdateable(isUpdateableType(tensor->type));
+    graph_->addTensor(irTensor);
+    logTo(loggerHandle_, VRX_GT_LOG_VERBOSE, "Added tensor to graph: Tensor Name: %s", irTensor->name().c_str());
+    return VRX_GT_SUCCESS;
+  }
+  if (!hasData) return VRX_GT_ERROR_UNSUPPORTED_TENSOR;
+  auto irTensor = buildIrStaticTensor(*tensor);
+  graph_->addTensor(irTensor);
+  irTensor->setUpdateable(tensor->type == VRX_TENSORTYPE_UPDATEABLE_STATIC);
+  logTo(loggerHandle_, VRX_GT_LOG_VERBOSE, "Added static tensor to graph: Tensor Name: %s", irTensor->name().c_str());
+  return VRX_GT_SUCCESS;
+}
+
+Vrx_Status_t IrGraphBuilder::connectInputs(const Vrx_OpConfig_t& opConfig,
+                                           const std::shared_ptr<modeltools::ops::IrOp>& op) {
+  for (uint32_t i = 0; opConfig.inputTensors != nullptr && i < opConfig.numOfInputs; ++i) {
+    const Vrx_Tensor_t& record = opConfig.inputTensors[i];
+    if (record.name == nullptr) continue;
+    auto tensor = graph_->getTensor(record.name);
+    if (!tensor) {
+      logTo(loggerHandle_, VRX_GT_LOG_ERROR, "Input Tensor : %s Doesn't exist in the graph", record.name);
+      return VRX_GT_ERROR_BAD_INPUT;
+    }
+    // Nodes come in topological order: a native input must have been written already.
+    if (tensor->getTensorType() == VRX_TENSORTYPE_NATIVE && !tensor->producer()) return VRX_GT_ERROR_BAD_INPUT;
+    op->addInput(tensor, -1);
+    tensor->addConsumer(op);
+  }
+  return VRX_GT_SUCCESS;
+}
+
+Vrx_Status_t IrGraphBuilder::connectOutputs(const Vrx_OpConfig_t& opConfig,
+                                            const std::shared_ptr<modeltools::ops::IrOp>& op) {
+  for (uint32_t i = 0; opConfig.outputTensors != nullptr && i < opConfig.numOfOutputs; ++i) {
+    const Vrx_Tensor_t& record = opConfig.outputTensors[i];
+    if (record.name == nullptr) continue;
+    auto tensor = graph_->getTensor(record.name);
+    if (!tensor) {
+      logTo(loggerHandle_, VRX_GT_LOG_ERROR, "Output Tensor : %s Doesn't exist in the graph", record.name);
+      return VRX_GT_ERROR_BAD_NODE_OR_OUTPUT;
+    }
+    const uint32_t type = tensor->getTensorType();
+    if (type == VRX_TENSORTYPE_APP_WRITE || type == VRX_TENSORTYPE_STATIC) return VRX_GT_ERROR_BAD_NODE_OR_OUTPUT;
+    op->addOutput(tensor, -1);
+    tensor->setProducer(op);
+  }
+  return VRX_GT_SUCCESS;
+}
+
+Vrx_Status_t IrGraphBuilder::addNode(const Vrx_OpConfig_t& opConfig) {
+  if (opConfig.version != 1 || opConfig.name == nullptr) return VRX_GT_SUCCESS;
+  if (graph_->hasOp(opConfig.name)) {
+    logTo(loggerHandle_, VRX_GT_LOG_ERROR, "Node already exist in the graph, Node name: %s", opConfig.name);
+    return VRX_GT_ERROR_BAD_NODE_OR_OUTPUT;
+  }
+  auto op = modeltools::buildIrOp(opConfig);
+  if (const Vrx_Status_t status = connectInputs(opConfig, op); status != VRX_GT_SUCCESS) return status;
+  if (const Vrx_Status_t status = connectOutputs(opConfig, op); status != VRX_GT_SUCCESS) return status;
+  if (op->numInputs() == 0) return VRX_GT_SUCCESS;
+  graph_->addOp(op, -1, false);
+  logTo(loggerHandle_, VRX_GT_LOG_VERBOSE, "addNode(): Op Package Name: %s, Node Name: %s, Type: %s",
+        textOf(opConfig.packageName), opConfig.name, textOf(opConfig.typeName));
+  return VRX_GT_SUCCESS;
+}
 
 }  // namespace vrx::ir

@@ -6,12 +6,20 @@
 
 namespace modeltools {
 class IrGraph;
+class IrTensor;
+class IrStaticTensor;
+struct QuantInfo;
+namespace ops {
+class IrOp;
 }
+}  // namespace modeltools
 
 namespace vrx::ir {
 
 // Turns the client's tensor and node records into the IR, one call at a time, and answers
-// with export status values.
+// with export status values. It refuses what the IR can't represent before anything changes;
+// exceptions of the IR beneath it pass through. Nothing of a client record is kept: names,
+// dimensions, quantization and static data are copied.
 class IrGraphBuilder {
  public:
   explicit IrGraphBuilder(Vrx_LogHandle_t loggerHandle) : loggerHandle_(loggerHandle) {}
@@ -22,7 +30,16 @@ class IrGraphBuilder {
   Vrx_Status_t addTensor(const Vrx_Tensor_t* tensor);
   Vrx_Status_t addNode(const Vrx_OpConfig_t& opConfig);
 
+  // A new tensor from a record; its kind follows the record's type.
+  static std::shared_ptr<modeltools::IrTensor> buildIrTensor(const Vrx_Tensor_t& tensor);
+  // A new static tensor (kind 4, whatever the record says) with a copy of the record's data.
+  static std::shared_ptr<modeltools::IrStaticTensor> buildIrStaticTensor(const Vrx_Tensor_t& tensor);
+  static modeltools::QuantInfo buildQuantInfo(const Vrx_Tensor_t& tensor);
+
  private:
+  Vrx_Status_t connectInputs(const Vrx_OpConfig_t& opConfig, const std::shared_ptr<modeltools::ops::IrOp>& op);
+  Vrx_Status_t connectOutputs(const Vrx_OpConfig_t& opConfig, const std::shared_ptr<modeltools::ops::IrOp>& op);
+
   Vrx_LogHandle_t loggerHandle_;
   std::shared_ptr<modeltools::IrGraph> graph_;
 };

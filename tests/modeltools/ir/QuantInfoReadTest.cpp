@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "modeltools/ir/IrTensor.hpp"
+#include "support/ExpectThrow.hpp"
 
 namespace modeltools {
 namespace {
@@ -101,20 +102,33 @@ TEST(ReadQuantInfo, MappedEncodingReadsNullOffsetsAsZero) {
 }
 
 TEST(ReadQuantInfo, BlockEncodingsCountPairsRoundedUp) {
-  const uint32_t dims[] = {4, 6};
-  uint32_t blocks[] = {4, 4};  // 1 * ceil(6/4) = 2 pairs
-  Vrx_ScaleOffset_t pairs[] = {{1.f, 1}, {2.f, 2}};
-  const QuantInfo info = readQuantInfo(RawQuantRecord(4).put<void*>(8, blocks).put<void*>(16, pairs).record(),
+  const uint32_t dims[] = {5, 2};
+  uint32_t blocks[] = {2, 1};  // ceil(5/2) * 2 = 6 pairs
+  std::vector<Vrx_ScaleOffset_t> pairs(6);
+  for (int i = 0; i < 6; ++i) pairs[i] = {static_cast<float>(i), i};
+  const QuantInfo info = readQuantInfo(RawQuantRecord(4).put<void*>(8, blocks).put<void*>(16, pairs.data()).record(),
                                        VRX_DATATYPE_SFIXED_POINT_4, dims);
   EXPECT_EQ(info.blockAxis, 0);
-  EXPECT_EQ(info.blockSize, 4u);
-  ASSERT_EQ(info.blockEncodings.size(), 2u);
+  EXPECT_EQ(info.blockSize, 2u);
+  ASSERT_EQ(info.blockEncodings.size(), 6u);
   EXPECT_EQ(info.blockEncodings[0].bitwidth, 4u);
+  EXPECT_DOUBLE_EQ(info.blockEncodings[5].offset, 5);
 
-  Vrx_FloatScaleOffset_t floatPairs[] = {{1.f, 0.5f}, {2.f, 1.5f}};
-  const QuantInfo floats = readQuantInfo(RawQuantRecord(7).put<void*>(8, blocks).put<void*>(16, floatPairs).record(),
-                                         VRX_DATATYPE_SFIXED_POINT_8, dims);
-  EXPECT_DOUBLE_EQ(floats.blockEncodings[1].offset, 1.5);
+  std::vector<Vrx_FloatScaleOffset_t> floatPairs(6, {1.f, 1.5f});
+  const QuantInfo floats = readQuantInfo(
+      RawQuantRecord(7).put<void*>(8, blocks).put<void*>(16, floatPairs.data()).record(), VRX_DATATYPE_SFIXED_POINT_8, dims);
+  EXPECT_DOUBLE_EQ(floats.blockEncodings[5].offset, 1.5);
+}
+
+TEST(ReadQuantInfo, BlocksAcrossOtherAxesAreRefused) {
+  const uint32_t dims[] = {4, 4};
+  uint32_t blocks[] = {1, 2};
+  Vrx_ScaleOffset_t pairs[8] = {};
+  EXPECT_THROW_MSG(readQuantInfo(RawQuantRecord(4).put<void*>(8, blocks).put<void*>(16, pairs).record(),
+                                 VRX_DATATYPE_SFIXED_POINT_8, dims),
+                   std::invalid_argument,
+                   "modeltools::readQuantInfo: block quantization is carried with blocks along axis 0 only, but the "
+                   "block size of axis 1 is 2");
 }
 
 TEST(ReadQuantInfo, BlockwiseExpansionCopiesScalesOfItsStorage) {
