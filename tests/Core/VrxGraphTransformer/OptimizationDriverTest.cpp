@@ -1,0 +1,242 @@
+// The optimization driver through the exports: allowed passes, refused dumps, exceptions from
+// passes, and the report it leaves for tools.
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "HandleMap.hpp"
+#include "modeltools/ir/IrGraph.hpp"
+#include "modeltools/iroptimizer/PassIds.hpp"
+#include "modeltools/iroptimizer/PassRegistry.hpp"
+#include "modeltools/ops/TranslationRegistry.hpp"
+#include "support/ExpectThrow.hpp"
+#include "support/LogCapture.hpp"
+#include "support/RecordingBackend.hpp"
+#include "support/Records.hpp"
+
+namespace vrx::test {
+namespace {
+
+using core::graphtransformer::findTransformer;
+using modeltools::IrGraph;
+using modeltools::iroptimizer::Pass;
+using modeltools::iroptimizer::PassRegistry;
+using modeltools::iroptimizer::PostLayout;
+
+// Logs its name on each run; optionally reports a change or throws.
+class ProbePass : public Pass {
+ public:
+  ProbePass(std::string name, std::vector<std::string>& log) : name_(std::move(name)), log_(log) {}
+  bool run(IrGraph&) override {
+    log_.push_back(name_);
+    if (throws) throw std::domain_error("probe failure in " + name_);
+    return changes;
+  }
+  bool changes = false;
+  bool throws = false;
+
+ private:
+  std::string name_;
+  std::vector<std::string>& log_;
+};
+
+// Puts a probe in place of every pass of the process registry, with the real pass's
+// registration fields, and puts the real passes back at the end.
+class ProbedRegistry {
+ public:
+  ProbedRegistry() {
+    auto& registry = PassRegistry::instance();
+    for (const auto& [id, real] : registry.stagePasses(PostLayout)) {
+      auto probe = std::make_shared<ProbePass>(modeltools::iroptimizer::getPassNameFromPassId(id), log);
+      probe->backends = real->backends;
+      probe->stage = real->stage;
+      probe->repeatMode = real->repeatMode;
+      probe->keepMatchedOps = real->keepMatchedOps;
+      probe->requiresEnable = real->requiresEnable;
+      probes[id] = probe;
+      originals[id] = registry.replacePass(id, PostLayout, probe);
+    }
+  }
+  ~ProbedRegistry() {
+    for (const auto& [id, real] : originals) PassRegistry::instance().replacePass(id, PostLayout, real);
+  }
+  ProbedRegistry(const ProbedRegistry&) = delete;
+  ProbedRegistry& operator=(const ProbedRegistry&) = delete;
+
+  std::vector<std::string> log;
+  std::map<uint32_t, std::shared_ptr<ProbePass>> probes;
+
+ private:
+  std::map<uint32_t, std::shared_ptr<Pass>> originals;
+};
+
+// Cost figures for the report: 3 billion MACs and 12 params.
+class CostTestOp : public modeltools::ops::IrOp {
+ public:
+  CostTestOp(const std::string& name, std::shared_ptr<modeltools::IrAttributes> attrs,
+             const modeltools::ops::TensorList& inputs, const modeltools::ops::TensorList& outputs)
+      : IrOp(name, "VrxDriverTestCostOp", std::move(attrs)) {
+    setTensors(inputs, outputs);
+  }
+  uint64_t macs(const modeltools::ops::AxisOrderPtr&) override { return 3000000000ull; }
+  uint32_t paramsCount(const modeltools::ops::AxisOrderPtr&) override { return 12; }
+};
+const bool costRegistered = modeltools::registerOpClass<CostTestOp>("VrxDriverTestCostOp");
+
+class OptimizationDriverTest : public ::testing::Test {
+ protected:
+  void TearDown() override { VrxGraphTransformer_free(); }
+
+  Vrx_Status_t create(std::vector<std::string> allowed, uint32_t backendKind = VRX_GT_BACKEND_NXA,
+                      uint8_t dumpGraphs = 0) {
+    GraphTransformerConfig config;
+    config.allowedPasses = std::move(allowed);
+    config.dumpGraphs = dumpGraphs;
+    return VrxGraphTransformer_createGraph(backend.backendHandle(), backend.contextHandle(), backend.graphHandle(),
+                                           logs.handle(), "net", backend.table(), backendKind, &config);
+  }
+  Vrx_Status_t finalize() {
+    ::testing::internal::CaptureStdout();
+    const Vrx_Status_t status =
+        VrxGraphTransformer_finalizeGraph(backend.graphHandle(), nullptr, nullptr, backend.table());
+    ::testing::internal::GetCapturedStdout();
+    return status;
+  }
+  void addNode() {
+    Vrx_Tensor_t in = records.tensor("in", VRX_TENSORTYPE_APP_WRITE, {1, 4});
+    Vrx_Tensor_t out = records.tensor("out", VRX_TENSORTYPE_APP_READ, {1, 4});
+    ASSERT_EQ(VrxGraphTransformer_addGraphTensor(backend.graphHandle(), &in), 0u);
+    ASSERT_EQ(VrxGraphTransformer_addGraphTensor(backend.graphHandle(), &out), 0u);
+    ASSERT_EQ(VrxGraphTransformer_addNode(backend.graphHandle(), records.op("relu", "Relu", {in}, {out})), 0u);
+  }
+  std::shared_ptr<core::graphtransformer::VrxGraphTransformer> transformer() {
+    return findTransformer(backend.graphHandle());
+  }
+  std::vector<std::string> disabledPasses() { return transformer()->passOptions().at("disabledPasses"); }
+
+  RecordingBackend backend;
+  LogCapture logs;
+  Records records;
+};
+
+std::vector<std::string> allNamesExcept(const std::set<std::string>& allowed) {
+  std::vector<std::string> names;
+  for (const auto& name : modeltools::iroptimizer::passNamesInIdOrder()) {
+    if (!allowed.contains(name)) names.push_back(name);
+  }
+  return names;
+}
+
+TEST_F(OptimizationDriverTest, AllowedPassesBecomeDisabledListOfAllOthersInIdOrder) {
+  ASSERT_EQ(create({"NoSuchPass", "MatchGelu", "AlignMatmulRanks", "MatchGelu"}), 0u);
+  EXPECT_EQ(finalize(), 0u);
+  const auto disabled = disabledPasses();
+  EXPECT_EQ(disabled.size(), 87u);
+  EXPECT_EQ(disabled, allNamesExcept({"MatchGelu", "AlignMatmulRanks"}));
+  EXPECT_TRUE(logs.contains(3, "VrxGraphTransformer: IrOptimizer passes applied"));
+}
+
+TEST_F(OptimizationDriverTest, NothingAllowedDisablesAllPasses) {
+  ProbedRegistry probes;
+  ASSERT_EQ(create({}), 0u);
+  EXPECT_EQ(finalize(), 0u);
+  EXPECT_EQ(disabledPasses().size(), 89u);
+  EXPECT_TRUE(probes.log.empty());
+}
+
+TEST_F(OptimizationDriverTest, MatchGeluAloneRunsOnlyThatPassInAllPipelines) {
+  ProbedRegistry probes;
+  probes.probes.at(modeltools::iroptimizer::passid::MatchGelu)->changes = true;
+  for (const uint32_t kind : {uint32_t{VRX_GT_BACKEND_NXA}, uint32_t{VRX_GT_BACKEND_CPU}, 9u}) {
+    probes.log.clear();
+    ASSERT_EQ(create({"MatchGelu"}, kind), 0u);
+    EXPECT_EQ(finalize(), 0u) << kind;
+    EXPECT_EQ(probes.log, (std::vector<std::string>{"MatchGelu"})) << kind;
+    EXPECT_EQ(transformer()->optimizationReport().executedPasses, (std::vector<std::string>{"MatchGelu"}));
+  }
+}
+
+TEST_F(OptimizationDriverTest, AllowedNameAllowsEveryPlaceOfItsPass) {
+  ProbedRegistry probes;
+  probes.probes.at(modeltools::iroptimizer::passid::Replace6dOps)->changes = true;
+  ASSERT_EQ(create({"Replace6dOps", "FullyConnectedToHadamard", "RemoveNoOps1"}, VRX_GT_BACKEND_NXA), 0u);
+  EXPECT_EQ(finalize(), 0u);
+  // RemoveNoOps1 runs at its own place and again in the follow-up of Replace6dOps, which repeats
+  // until stable and re-enables its follow-up passes; NXA adds its own list.
+  std::vector<std::string> expected{"RemoveNoOps1"};
+  expected.insert(expected.end(), 51, "Replace6dOps");
+  for (const char* name :
+       {"FoldReshapesInstance1", "SquashReshapeInstance1", "RemoveNoOps1", "FullyConnectedToHadamard"}) {
+    expected.push_back(name);
+  }
+  EXPECT_EQ(probes.log, expected);
+}
+
+TEST_F(OptimizationDriverTest, DumpGraphsIsRefusedBeforeAnyPassAndNoNodeReachesBackend) {
+  ProbedRegistry probes;
+  ASSERT_EQ(create(modeltools::iroptimizer::passNamesInIdOrder(), VRX_GT_BACKEND_NXA, 1), 0u);
+  addNode();
+  EXPECT_EQ(finalize(), 1100u);
+  EXPECT_TRUE(probes.log.empty());
+  EXPECT_EQ(backend.count(BackendCall::AddNode), 0u);
+  EXPECT_EQ(backend.count(BackendCall::GraphFinalize), 0u);
+  EXPECT_FALSE(transformer()->composed());
+  EXPECT_FALSE(transformer()->optimizationReport().ran);
+  EXPECT_TRUE(logs.contains(1, "VrxGraphTransformer dumping MCF Not supported"));
+
+  // The list is appended to on every attempt.
+  EXPECT_EQ(finalize(), 1100u);
+  EXPECT_TRUE(disabledPasses().empty());
+  ASSERT_EQ(create({"MatchGelu"}, VRX_GT_BACKEND_NXA, 1), 0u);
+  finalize();
+  finalize();
+  EXPECT_EQ(disabledPasses().size(), 176u);
+}
+
+TEST_F(OptimizationDriverTest, ExceptionInPassReachesClientUnchangedAndNothingIsComposed) {
+  ProbedRegistry probes;
+  probes.probes.at(modeltools::iroptimizer::passid::FoldCasts)->throws = true;
+  ASSERT_EQ(create({"FoldCasts", "MatchGelu"}), 0u);
+  addNode();
+  ::testing::internal::CaptureStdout();
+  EXPECT_THROW_MSG(VrxGraphTransformer_finalizeGraph(backend.graphHandle(), nullptr, nullptr, backend.table()),
+                   std::domain_error, "probe failure in FoldCasts");
+  ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(probes.log, (std::vector<std::string>{"FoldCasts"}));  // MatchGelu comes later in the list
+  EXPECT_FALSE(transformer()->composed());
+  EXPECT_FALSE(transformer()->optimizationReport().ran);
+  EXPECT_EQ(backend.count(BackendCall::AddNode), 0u);
+  EXPECT_EQ(backend.count(BackendCall::GraphFinalize), 0u);
+  EXPECT_TRUE(transformer() != nullptr);
+}
+
+TEST_F(OptimizationDriverTest, ReportHoldsExecutedPassesAndLastTotals) {
+  ASSERT_TRUE(costRegistered);
+  ProbedRegistry probes;
+  probes.probes.at(modeltools::iroptimizer::passid::FoldCasts)->changes = true;
+  probes.probes.at(modeltools::iroptimizer::passid::MatchGelu)->changes = true;
+  ASSERT_EQ(create({"MatchGelu", "FoldCasts"}), 0u);
+  auto graph = transformer()->irGraphBuilder()->getIrGraph();
+  auto a = graph->addTensor(modeltools::TensorSpec{.name = "a", .shape = modeltools::IrTensorShape({1})});
+  auto b = graph->addTensor(modeltools::TensorSpec{.name = "b", .shape = modeltools::IrTensorShape({1})});
+  auto op = std::make_shared<modeltools::ops::IrOp>("cost", "VrxDriverTestCostOp", nullptr);
+  op->addInput(a, -1);
+  a->addConsumer(op);
+  op->addOutput(b, -1);
+  b->setProducer(op);
+  graph->addOp(op, -1, false);
+
+  EXPECT_EQ(finalize(), 0u);
+  const auto& report = transformer()->optimizationReport();
+  EXPECT_TRUE(report.ran);
+  // FoldCasts runs until stable: 51 runs, one entry.
+  EXPECT_EQ(report.executedPasses, (std::vector<std::string>{"FoldCasts", "MatchGelu"}));
+  EXPECT_EQ(std::count(probes.log.begin(), probes.log.end(), "FoldCasts"), 51);
+  EXPECT_EQ(report.macs, 3000000000ull);
+  EXPECT_EQ(report.params, 12u);
+  EXPECT_TRUE(transformer()->composed());
+}
+
+}  // namespace
+}  // namespace vrx::test
