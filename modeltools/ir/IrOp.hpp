@@ -64,6 +64,12 @@ class IrOp : public std::enable_shared_from_this<IrOp> {
   void setInputAxisFormat(AxisFormat format, uint32_t index);
   void replaceInputTensor(const TensorPtr& oldTensor, const TensorPtr& newTensor);
   void replaceOutputTensor(const TensorPtr& oldTensor, const TensorPtr& newTensor);
+  // Takes over another op's input and output lists, with the input axis formats recorded there.
+  void takeTensorListsFrom(const IrOp& other) {
+    inputs_ = other.inputs_;
+    outputs_ = other.outputs_;
+    inputAxisFormats_ = other.inputAxisFormats_;
+  }
 
   TensorList getInputs() const { return lockWeakPtr(inputs_); }
   TensorList getOutputs() const { return lockWeakPtr(outputs_); }
