@@ -247,7 +247,7 @@ void IrGraph::changeOpName(const OpPtr& op, const std::string& newName) {
   opMap_.erase(oldName);
 }
 
-void IrGraph::updateTensorName(const std::string& oldName, const std::string& newName) {
+void IrGraph::updateTensorName(std::string oldName, std::string newName) {
   if (oldName == newName) return;
   if (getTensor(newName)) fail("updateTensorName", "Tensor with name: " + newName + " already exists!");
   auto tensor = getTensor(oldName);
@@ -262,7 +262,7 @@ void IrGraph::updateTensorName(const std::string& oldName, const std::string& ne
   }
 }
 
-void IrGraph::swapTensorNames(const std::string& nameA, const std::string& nameB) {
+void IrGraph::swapTensorNames(std::string nameA, std::string nameB) {
   auto a = getTensor(nameA);
   if (!a) fail("swapTensorNames", "Tensor " + nameA + " does not exist!");
   auto b = getTensor(nameB);

@@ -86,8 +86,9 @@ class IrGraph {
 
   // ---- Renaming and small changes ----
   void changeOpName(const OpPtr& op, const std::string& newName);
-  void updateTensorName(const std::string& oldName, const std::string& newName);
-  void swapTensorNames(const std::string& nameA, const std::string& nameB);
+  // Names by value: callers often pass a tensor's own name, which the rename changes.
+  void updateTensorName(std::string oldName, std::string newName);
+  void swapTensorNames(std::string nameA, std::string nameB);
   void removeTensor(const std::string& name) { tensorMap_.erase(name); }
   static std::shared_ptr<AxisOrder> makeAxisOrder(const std::string& name);
   void resetTensorIds() const;
@@ -135,8 +136,8 @@ class IrGraph {
   void updateTraceInfo(const std::vector<TensorPtr>& targetTensors, const std::vector<TensorPtr>& sourceTensors,
                        const std::vector<OpPtr>& sourceOps, bool removeSources);
   void validateTraceInfoCompleteness(const std::string& stage) const;
-  const std::vector<TraceRecord>& opTraceInfo() const { return opTraceInfo_; }
-  const std::vector<TraceRecord>& tensorTraceInfo() const { return tensorTraceInfo_; }
+  const TraceTable& opTraceInfo() const { return opTraceInfo_; }
+  const TraceTable& tensorTraceInfo() const { return tensorTraceInfo_; }
   void setSourceNames(std::vector<std::string> opNames, std::vector<std::string> tensorNames) {
     sourceOpNames_ = std::move(opNames);
     sourceTensorNames_ = std::move(tensorNames);
@@ -148,8 +149,8 @@ class IrGraph {
   void dumpJson(const std::string& path) const;
 
  private:
-  std::vector<TraceRecord>& traceRecords(uint32_t kind);
-  const std::vector<TraceRecord>& traceRecords(uint32_t kind) const;
+  TraceTable& traceRecords(uint32_t kind);
+  const TraceTable& traceRecords(uint32_t kind) const;
   size_t positionForInjection(const TensorPtr& input, const OpSet& consumers) const;
   void addOpAt(const OpPtr& op, int32_t index);
   void wireInputsByName(const OpPtr& op, const std::vector<std::string>& inputNames);
@@ -166,8 +167,8 @@ class IrGraph {
   std::map<std::string, AxisFormat> tensorAxisFormats_;
   std::unique_ptr<IrVrxTranslator> translator_;
   std::unique_ptr<vrx::validation::OpValidator> validator_;
-  std::vector<TraceRecord> opTraceInfo_;
-  std::vector<TraceRecord> tensorTraceInfo_;
+  TraceTable opTraceInfo_;
+  TraceTable tensorTraceInfo_;
   std::shared_ptr<ConversionNamePolicy> namePolicy_;
   std::vector<std::string> sourceOpNames_;
   std::vector<std::string> sourceTensorNames_;

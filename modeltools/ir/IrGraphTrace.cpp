@@ -10,10 +10,6 @@
 namespace modeltools {
 namespace {
 
-std::vector<TraceRecord>::const_iterator findRecord(const std::vector<TraceRecord>& records, const std::string& name) {
-  return std::find_if(records.begin(), records.end(), [&](const TraceRecord& r) { return r.name == name; });
-}
-
 template <class Object>
 void appendItems(std::vector<TraceSource>& items, const std::vector<std::shared_ptr<Object>>& objects, uint32_t kind) {
   for (const auto& object : objects) {
@@ -44,29 +40,20 @@ std::vector<std::string> difference(const std::vector<std::string>& a, const std
 
 }  // namespace
 
-std::vector<TraceRecord>& IrGraph::traceRecords(uint32_t kind) {
-  return kind == tracekind::kOp ? opTraceInfo_ : tensorTraceInfo_;
-}
+TraceTable& IrGraph::traceRecords(uint32_t kind) { return kind == tracekind::kOp ? opTraceInfo_ : tensorTraceInfo_; }
 
-const std::vector<TraceRecord>& IrGraph::traceRecords(uint32_t kind) const {
+const TraceTable& IrGraph::traceRecords(uint32_t kind) const {
   return kind == tracekind::kOp ? opTraceInfo_ : tensorTraceInfo_;
 }
 
 std::vector<TraceSource> IrGraph::getTraceSources(uint32_t kind, const std::string& name) const {
-  const auto& records = traceRecords(kind);
-  auto it = findRecord(records, name);
-  return it == records.end() ? std::vector<TraceSource>{} : it->sources;
+  const auto* sources = traceRecords(kind).find(name);
+  return sources != nullptr ? *sources : std::vector<TraceSource>{};
 }
 
 void IrGraph::setTraceSources(uint32_t kind, const std::string& name, const std::vector<TraceSource>& sources) {
   if (sources.empty()) return;
-  auto& records = traceRecords(kind);
-  auto it = std::find_if(records.begin(), records.end(), [&](const TraceRecord& r) { return r.name == name; });
-  if (it != records.end()) {
-    it->sources = sources;
-  } else {
-    records.push_back({name, sources});
-  }
+  traceRecords(kind).set(name, sources);
 }
 
 void IrGraph::addTraceSources(uint32_t kind, const std::string& name, const std::vector<TraceSource>& sources) {
@@ -81,11 +68,7 @@ void IrGraph::addTraceSourcesToAll(const std::vector<std::string>& opNames, cons
   for (const auto& name : tensorNames) addTraceSources(tracekind::kTensor, name, sources);
 }
 
-void IrGraph::removeTraceSources(uint32_t kind, const std::string& name) {
-  auto& records = traceRecords(kind);
-  auto it = std::find_if(records.begin(), records.end(), [&](const TraceRecord& r) { return r.name == name; });
-  if (it != records.end()) records.erase(it);
-}
+void IrGraph::removeTraceSources(uint32_t kind, const std::string& name) { traceRecords(kind).erase(name); }
 
 void IrGraph::removeOpTraceRecords(const std::vector<OpPtr>& ops) {
   for (const auto& op : ops) {
@@ -147,7 +130,7 @@ void IrGraph::validateTraceInfoCompleteness(const std::string& stage) const {
     for (const auto& t : op->getOutputs()) targetTensors.push_back(t->name());
   }
   std::vector<std::string> recordOps, recordTensors, recordSourceOps, recordSourceTensors;
-  auto collect = [](const std::vector<TraceRecord>& records, std::vector<std::string>& targets,
+  auto collect = [](const TraceTable& records, std::vector<std::string>& targets,
                     std::vector<std::string>& sourceOps, std::vector<std::string>& sourceTensors) {
     for (const auto& record : records) {
       targets.push_back(record.name);

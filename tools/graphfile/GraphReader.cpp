@@ -13,6 +13,7 @@
 #include "ElementCodec.hpp"
 #include "Enums.hpp"
 #include "GraphFile.hpp"
+#include "modeltools/ir/IrTensorShape.hpp"
 #include "JsonInput.hpp"
 #include "QuantizationFields.hpp"
 
@@ -83,9 +84,7 @@ T* arenaCopy(RecordArena& arena, const T* values, size_t count) {
 }
 
 std::string dimsText(std::span<const uint32_t> dims) {
-  std::string text = "[";
-  for (size_t i = 0; i < dims.size(); ++i) text += (i ? "," : "") + std::to_string(dims[i]);
-  return text + "]";
+  return modeltools::listToString(std::vector<uint32_t>(dims.begin(), dims.end()));
 }
 
 // The number of values that dims hold, or nothing if that overflows 64 bits.
@@ -120,7 +119,7 @@ class QuantFieldReader {
       if (obj_.isNullOrAbsent(key)) continue;
       const size_t size = readArray(*obj_.find(key), obj_.at(key)).Size();
       if (length && *length != size) {
-        where().fail("\"" + std::string(first) + "\" and \"" + key + "\" differ in length (" +
+        where().fail(std::string("\"").append(first) + "\" and \"" + key + "\" differ in length (" +
                      std::to_string(*length) + " and " + std::to_string(size) + ")");
       }
       length = size;

@@ -8,7 +8,8 @@ Location Location::operator/(std::string_view part) const {
   return Location(file_, path_.empty() ? std::string(part) : path_ + ": " + std::string(part));
 }
 
-Location Location::field(std::string_view key) const { return *this / ("\"" + std::string(key) + "\""); }
+// Appending instead of `"\"" + std::string(...)` sidesteps a false -Wrestrict of g++ 12.
+Location Location::field(std::string_view key) const { return *this / std::string("\"").append(key).append("\""); }
 
 Location Location::item(size_t index) const {
   return Location(file_, path_ + "[" + std::to_string(index) + "]");
