@@ -106,7 +106,7 @@ StaticTensorPtr IrGraph::addStaticTensorCopy(const std::string& name, const Stat
                                                           .updateable = source->updateable()},
                                                source->getData(), source->dataSize(), false, std::move(transforms));
   // A copy of a standing tensor: its quantization is taken as it is, not checked again.
-  copy->quantInfo() = source->quantInfo();
+  copy->setQuantInfo(source->quantInfo());
   addTensor(copy);
   return copy;
 }

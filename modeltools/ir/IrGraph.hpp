@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <unordered_map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -162,7 +163,8 @@ class IrGraph {
   std::vector<TensorPtr> graphInputs_;
   std::vector<TensorPtr> graphOutputs_;
   OpSequence opList_;
-  std::map<std::string, OpPtr> opMap_;
+  // Hashed: ops are walked in execution order (opList_), the map only finds them by name.
+  std::unordered_map<std::string, OpPtr> opMap_;
   std::shared_ptr<AxisOrder> axisOrder_;
   std::map<std::string, AxisFormat> tensorAxisFormats_;
   std::unique_ptr<IrVrxTranslator> translator_;

@@ -272,7 +272,17 @@ uint32_t IrTensor::getTensorType() const {
   return kUndefined;
 }
 
-bool IrTensor::isQuantized() const { return vrx::isQuantizedDataType(dataType_) && quantInfo_.isDefined(); }
+const QuantInfo& IrTensor::quantInfo() const {
+  static const QuantInfo none;
+  return quantInfo_ ? *quantInfo_ : none;
+}
+
+QuantInfo& IrTensor::mutableQuantInfo() {
+  if (!quantInfo_) quantInfo_ = std::make_unique<QuantInfo>();
+  return *quantInfo_;
+}
+
+bool IrTensor::isQuantized() const { return vrx::isQuantizedDataType(dataType_) && quantInfo().isDefined(); }
 
 void IrTensor::setQuantizable(bool flag) {
   if (flag && !vrx::isFloat16Or32(dataType_)) {
@@ -280,13 +290,13 @@ void IrTensor::setQuantizable(bool flag) {
                                 " must be of type float to be quantizable, but it's: " + vrx::dataTypeName(dataType_));
   }
   quantizable_ = flag;
-  if (!flag) quantInfo_.encoding = kUndefined;
+  if (!flag && quantInfo_) quantInfo_->encoding = kUndefined;
 }
 
 void IrTensor::setQInfo(uint32_t dataType, const QuantInfo& quantInfo) {
   if (quantInfo.isDefined() && quantizable_) {
     dataType_ = dataType;
-    quantInfo_ = quantInfo;
+    setQuantInfo(quantInfo);
     return;
   }
   std::ostringstream message;
@@ -303,17 +313,18 @@ void IrTensor::setQInfo(uint32_t dataType, const QuantInfo& quantInfo) {
 
 void IrTensor::setFloatQInfo(uint32_t dataType, const QuantInfo& quantInfo) {
   quantizable_ = false;
-  quantInfo_.encoding = kUndefined;
+  if (quantInfo_) quantInfo_->encoding = kUndefined;
   if (!vrx::isFloat16Or32(dataType)) {
     throw std::invalid_argument(
         std::string("modeltools::IrTensor::setFloatQInfo: Datatype provided to setFloatQInfo should be float but got ") +
         vrx::dataTypeName(dataType));
   }
   dataType_ = dataType;
-  quantInfo_ = quantInfo;
-  quantInfo_.encoding = kUndefined;
-  quantInfo_.overridden = true;
-  quantInfo_.scaleOffset.isFixedPoint = false;
+  QuantInfo& stored = mutableQuantInfo();
+  stored = quantInfo;
+  stored.encoding = kUndefined;
+  stored.overridden = true;
+  stored.scaleOffset.isFixedPoint = false;
 }
 
 void IrTensor::setSparseParams(uint32_t layout, uint32_t numSpecifiedElements, uint32_t numSparseDimensions) {

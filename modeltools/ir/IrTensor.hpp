@@ -172,8 +172,11 @@ class IrTensor {
 
   bool quantizable() const { return quantizable_; }
   void setQuantizable(bool flag);
-  const QuantInfo& quantInfo() const { return quantInfo_; }
-  QuantInfo& quantInfo() { return quantInfo_; }
+  const QuantInfo& quantInfo() const;
+  // For rewrites that adjust fields in place; no checks.
+  QuantInfo& mutableQuantInfo();
+  // Takes the record as it stands, without the checks of setQInfo.
+  void setQuantInfo(const QuantInfo& quantInfo) { mutableQuantInfo() = quantInfo; }
   bool isQuantized() const;
   void setQInfo(uint32_t dataType, const QuantInfo& quantInfo);
   void setFloatQInfo(uint32_t dataType, const QuantInfo& quantInfo);
@@ -209,7 +212,8 @@ class IrTensor {
   AxisFormat srcAxisFormat_;
   uint32_t kind_;
   bool quantizable_;
-  QuantInfo quantInfo_;
+  // Most tensors carry no quantization: the record is made only when one is set.
+  std::unique_ptr<QuantInfo> quantInfo_;
   uint32_t sparseLayout_;
   uint32_t numSpecifiedElements_;
   uint32_t numSparseDimensions_;

@@ -75,9 +75,11 @@ IrTensorShape::IrTensorShape(Dims dims, std::set<uint32_t> dynamicAxes)
 }
 
 void IrTensorShape::deriveMasks() {
-  dynamicMask_.assign(dims_.size(), false);
+  // Most shapes have no dynamic axis: they keep both derived members empty and allocate nothing.
+  dynamicMask_.clear();
   dynamicFlags_.clear();
   if (dynamicAxes_.empty()) return;
+  dynamicMask_.assign(dims_.size(), false);
   dynamicFlags_.assign(dims_.size(), 0);
   for (uint32_t axis : dynamicAxes_) {
     dynamicMask_[axis] = true;

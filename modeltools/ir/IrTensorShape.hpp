@@ -58,6 +58,7 @@ class IrTensorShape {
 
   const Dims& dims() const { return dims_; }
   const std::set<uint32_t>& dynamicAxes() const { return dynamicAxes_; }
+  // One bit per axis when there are dynamic axes; empty otherwise.
   const std::vector<bool>& dynamicMask() const { return dynamicMask_; }
   // Empty without dynamic axes, else one byte per axis; what a backend record points at.
   const std::vector<uint8_t>& dynamicFlags() const { return dynamicFlags_; }

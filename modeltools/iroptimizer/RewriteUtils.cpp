@@ -437,7 +437,7 @@ bool squashConstantTranspose(const OpPtr& op, IrGraph& graph, bool intoNext) {
   const auto perm = listAttribute(*op, "perm");
   auto transposed = transposeStaticTensor(input, perm, "", false);
   transposed->setShape(output->dims());
-  auto& quant = transposed->quantInfo();
+  auto& quant = transposed->mutableQuantInfo();
   if (quant.isDefined()) {
     const auto inverse = getInversePermutation(perm);
     auto mapAxis = [&](int32_t& axis) {

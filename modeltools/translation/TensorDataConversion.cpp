@@ -116,7 +116,7 @@ std::shared_ptr<IrStaticTensor> derivedTensor(const std::shared_ptr<IrStaticTens
                                                             .srcAxisFormat = source->srcAxisFormat(),
                                                             .kind = tensorkind::kStatic},
                                                  data, size, false, std::move(history));
-  tensor->quantInfo() = source->quantInfo();
+  tensor->setQuantInfo(source->quantInfo());
   return tensor;
 }
 

@@ -3,7 +3,7 @@
 // The cache entries of IrVrxTranslator, shared by its source units. Each entry owns what its
 // record points to, so a record stays readable for as long as its entry lives.
 
-#include <deque>
+#include <forward_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,7 +25,8 @@ struct IrVrxTranslator::TensorEntry {
 
 struct IrVrxTranslator::OpEntry {
   std::shared_ptr<ops::IrOp> op;
-  std::deque<std::string> strings;
+  // A list, not a deque: its nodes never move and a handful of names needs no block of its own.
+  std::forward_list<std::string> strings;
   std::vector<Vrx_Tensor_t> inputs;
   std::vector<Vrx_Tensor_t> outputs;
   std::vector<Vrx_Param_t> params;
@@ -36,7 +37,7 @@ struct IrVrxTranslator::OpEntry {
   KeepAlive keepAlive;
   Vrx_OpConfig_t config{};
 
-  const char* keep(std::string text) { return strings.emplace_back(std::move(text)).c_str(); }
+  const char* keep(std::string text) { return strings.emplace_front(std::move(text)).c_str(); }
 };
 
 }  // namespace modeltools

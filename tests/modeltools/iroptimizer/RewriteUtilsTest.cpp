@@ -394,7 +394,7 @@ TEST_F(RewriteUtilsTest, ReplaceAllUsersChecksQuantizationAndTypeOnlyWhenAskedBu
   QuantInfo quant;
   quant.encoding = VRX_QUANTIZATION_ENCODING_SCALE_OFFSET;
   quant.scaleOffset.scale = 0.1f;
-  graph.getTensor("other_quant")->quantInfo() = quant;
+  graph.getTensor("other_quant")->setQuantInfo(quant);
   b.op("other_shape", "Tanh", {"x"});
   graph.getTensor("other_shape")->setShape(Dims{4, 1});
   const auto old = graph.getTensor("old");
