@@ -11,12 +11,12 @@ namespace {
 using namespace modeltools;
 
 void buildChain(IrGraph& graph, int64_t length) {
-  graph.addTensor(TensorSpec{.name = "input", .shape = IrTensorShape({1, 16}), .kind = tensorkind::kGraphInput});
+  graph.addTensor(TensorFields{.name = "input", .shape = IrTensorShape({1, 16}), .kind = tensorkind::kGraphInput});
   float weights[16] = {};
   std::string previous = "input";
   for (int64_t i = 0; i < length; ++i) {
     const std::string index = std::to_string(i);
-    graph.addStaticTensor(TensorSpec{.name = "w_" + index, .shape = IrTensorShape({1, 16}), .kind = tensorkind::kStatic},
+    graph.addStaticTensor(TensorFields{.name = "w_" + index, .shape = IrTensorShape({1, 16}), .kind = tensorkind::kStatic},
                           weights, sizeof weights);
     auto op = std::make_shared<ops::IrOp>("add_" + index, "Eltwise_Binary", std::make_shared<IrAttributes>());
     op->attrs()->add("operation", uint32_t{0}, attrcategory::kBackendParam);

@@ -20,7 +20,7 @@ using namespace modeltools::iroptimizer;
 
 std::unique_ptr<IrGraph> buildChain(int64_t length, bool withTrace) {
   auto graph = std::make_unique<IrGraph>("chain");
-  graph->addTensor(TensorSpec{.name = "input", .shape = IrTensorShape({1, 16}), .kind = tensorkind::kGraphInput});
+  graph->addTensor(TensorFields{.name = "input", .shape = IrTensorShape({1, 16}), .kind = tensorkind::kGraphInput});
   std::string previous = "input";
   for (int64_t i = 0; i < length; ++i) {
     const std::string name = "op_" + std::to_string(i);

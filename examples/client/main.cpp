@@ -200,14 +200,14 @@ int main() {
     return Vrx_Tensor_t{};
   };
 
-  struct NodeSpec {
+  struct NodeDescription {
     const char* name;
     const char* type;
     std::vector<Vrx_Param_t> params;
     std::vector<const char*> inputs;
     std::vector<const char*> outputs;
   };
-  std::vector<NodeSpec> nodes = {
+  std::vector<NodeDescription> nodes = {
       {"conv1_op", "Conv2d",
        {uintListParam(s, "conv1_op", "stride", {1, 1}, {2}),
         uintListParam(s, "conv1_op", "pad_amount", {1, 1, 1, 1}, {2, 2}),
@@ -229,11 +229,11 @@ int main() {
       {"fc_op", "FullyConnected", {}, {"flat", "fc.weight", "fc.bias"}, {"logits"}},
       {"softmax", "Softmax", {}, {"logits"}, {"probabilities"}},
   };
-  for (auto& spec : nodes) {
+  for (auto& description : nodes) {
     std::vector<Vrx_Tensor_t> inputs, outputs;
-    for (const char* name : spec.inputs) inputs.push_back(byName(name));
-    for (const char* name : spec.outputs) outputs.push_back(byName(name));
-    if (!check("addNode", VrxGraphTransformer_addNode(&graph, node(spec.name, spec.type, spec.params, inputs, outputs)))) {
+    for (const char* name : description.inputs) inputs.push_back(byName(name));
+    for (const char* name : description.outputs) outputs.push_back(byName(name));
+    if (!check("addNode", VrxGraphTransformer_addNode(&graph, node(description.name, description.type, description.params, inputs, outputs)))) {
       return 1;
     }
   }

@@ -53,10 +53,10 @@ TensorPtr IrGraph::addTensor(const TensorPtr& tensor) {
   return tensor;
 }
 
-TensorPtr IrGraph::addTensor(TensorSpec spec) { return addTensor(std::make_shared<IrTensor>(std::move(spec))); }
+TensorPtr IrGraph::addTensor(TensorFields fields) { return addTensor(std::make_shared<IrTensor>(std::move(fields))); }
 
-StaticTensorPtr IrGraph::addStaticTensor(TensorSpec spec, const void* data, uint32_t dataSize, bool borrowedData) {
-  auto tensor = std::make_shared<IrStaticTensor>(std::move(spec), data, dataSize, borrowedData);
+StaticTensorPtr IrGraph::addStaticTensor(TensorFields fields, const void* data, uint32_t dataSize, bool borrowedData) {
+  auto tensor = std::make_shared<IrStaticTensor>(std::move(fields), data, dataSize, borrowedData);
   addTensor(tensor);
   return tensor;
 }
@@ -66,7 +66,7 @@ TensorPtr IrGraph::addTensor(const std::string& name, const Dims& dims, uint32_t
                              AxisFormat srcAxisFormat, uint32_t kind) {
   const bool quantized = vrx::isQuantizedDataType(dataType);
   // A quantized tensor starts out as its float type; setQInfo gives it the quantized one.
-  auto tensor = std::make_shared<IrTensor>(TensorSpec{.name = name,
+  auto tensor = std::make_shared<IrTensor>(TensorFields{.name = name,
                                                       .shape = IrTensorShape(dims),
                                                       .dataType = quantized ? floatDataType : dataType,
                                                       .floatDataType = floatDataType,
@@ -94,7 +94,7 @@ StaticTensorPtr IrGraph::addStaticTensorCopy(const std::string& name, const Stat
   } else {
     transforms = std::make_shared<TransformManager>();
   }
-  auto copy = std::make_shared<IrStaticTensor>(TensorSpec{.name = name,
+  auto copy = std::make_shared<IrStaticTensor>(TensorFields{.name = name,
                                                           .shape = source->shape(),
                                                           .dataType = source->dataType(),
                                                           .floatDataType = source->floatDataType(),

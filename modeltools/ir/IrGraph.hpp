@@ -46,8 +46,8 @@ class IrGraph {
 
   // ---- Adding tensors (all forms end in the first) ----
   TensorPtr addTensor(const TensorPtr& tensor);
-  TensorPtr addTensor(TensorSpec spec);
-  StaticTensorPtr addStaticTensor(TensorSpec spec, const void* data, uint32_t dataSize, bool borrowedData = false);
+  TensorPtr addTensor(TensorFields fields);
+  StaticTensorPtr addStaticTensor(TensorFields fields, const void* data, uint32_t dataSize, bool borrowedData = false);
   // Quantization follows the data type: quantized types take `quantInfo`, others refuse a defined one.
   TensorPtr addTensor(const std::string& name, const Dims& dims, uint32_t dataType, uint32_t floatDataType,
                       bool quantizable, const QuantInfo& quantInfo,

@@ -1,17 +1,14 @@
 // The graph's two read-only reports: the MAC and parameter totals, and the JSON dump.
 
 #include <rapidjson/document.h>
-#include <rapidjson/filewritestream.h>
-#include <rapidjson/prettywriter.h>
 
-#include <cstdio>
 #include <iostream>
-#include <memory>
 #include <set>
 #include <sstream>
 #include <stdexcept>
 
 #include "IrGraph.hpp"
+#include "JsonFile.hpp"
 #include "modeltools/ops/TranslationRegistry.hpp"
 
 namespace modeltools {
@@ -158,18 +155,10 @@ void IrGraph::dumpJson(const std::string& path) const {
     addNode(document, op->name(), op->type(), inputs, op->getOutputs(), dumpedAttrs(*op, allocator));
   }
 
-  std::FILE* file = std::fopen(fileName.c_str(), "wb");
-  if (file == nullptr) {
+  if (!writePrettyJson(document, fileName)) {
     throw std::runtime_error("modeltools::IrGraph::dumpJson: IrGraph::dumpJson: Failed to open file for writing: " +
                              fileName);
   }
-  auto buffer = std::make_unique<char[]>(65536);
-  rapidjson::FileWriteStream stream(file, buffer.get(), 65536);
-  rapidjson::PrettyWriter<rapidjson::FileWriteStream> writer(stream);
-  writer.SetIndent(' ', 4);
-  document.Accept(writer);
-  stream.Flush();
-  std::fclose(file);
 }
 
 }  // namespace modeltools

@@ -71,7 +71,7 @@ std::optional<OpSet> wireInjectedOp(IrGraph& graph, const OpPtr& op, const Tenso
   if (shapes.empty()) return std::nullopt;
   const uint32_t dataType = op->inferOutputFloatDataTypes(1).at(0);
   const bool quantizable = inheritQuantizable ? input->quantizable() : vrx::isFloat16Or32(dataType);
-  auto output = graph.addTensor(TensorSpec{.name = outputName,
+  auto output = graph.addTensor(TensorFields{.name = outputName,
                                            .shape = shapes[0],
                                            .dataType = dataType,
                                            .floatDataType = input->floatDataType(),

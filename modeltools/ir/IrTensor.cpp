@@ -202,27 +202,27 @@ uint32_t IrTensor::nextId() { return g_nextTensorId.fetch_add(1); }
 
 void IrTensor::resetIdCounter(uint32_t maxId) { g_nextTensorId.store(maxId + 1); }
 
-IrTensor::IrTensor(TensorSpec spec)
+IrTensor::IrTensor(TensorFields fields)
     : id_(nextId()),
-      name_(std::move(spec.name)),
-      shape_(std::move(spec.shape)),
-      dataType_(spec.dataType),
-      floatDataType_(spec.floatDataType),
-      axisFormat_(spec.axisFormat),
-      srcAxisFormat_(spec.srcAxisFormat),
-      kind_(spec.kind),
-      quantizable_(spec.quantizable),
-      sparseLayout_(spec.sparseLayout),
-      numSpecifiedElements_(spec.numSpecifiedElements),
-      numSparseDimensions_(spec.numSparseDimensions),
-      updateable_(spec.updateable),
-      permToSource_(std::move(spec.permToSource)) {
-  if (spec.quantInfo.isDefined()) setQInfo(spec.dataType, spec.quantInfo);
+      name_(std::move(fields.name)),
+      shape_(std::move(fields.shape)),
+      dataType_(fields.dataType),
+      floatDataType_(fields.floatDataType),
+      axisFormat_(fields.axisFormat),
+      srcAxisFormat_(fields.srcAxisFormat),
+      kind_(fields.kind),
+      quantizable_(fields.quantizable),
+      sparseLayout_(fields.sparseLayout),
+      numSpecifiedElements_(fields.numSpecifiedElements),
+      numSparseDimensions_(fields.numSparseDimensions),
+      updateable_(fields.updateable),
+      permToSource_(std::move(fields.permToSource)) {
+  if (fields.quantInfo.isDefined()) setQInfo(fields.dataType, fields.quantInfo);
 }
 
 IrTensor::IrTensor(std::string name, IrTensorShape shape, uint32_t dataType, AxisFormat axisFormat,
                    AxisFormat srcAxisFormat, uint32_t kind)
-    : IrTensor(TensorSpec{.name = std::move(name),
+    : IrTensor(TensorFields{.name = std::move(name),
                           .shape = std::move(shape),
                           .dataType = dataType,
                           .floatDataType = dataType,
@@ -375,8 +375,8 @@ std::vector<uint32_t> IrTensor::permutationToSource() const {
 
 // ---- IrStaticTensor -------------------------------------------------------------------------
 
-IrStaticTensor::IrStaticTensor(TensorSpec spec, const void* data, uint32_t dataSize, bool borrowedData)
-    : IrTensor(std::move(spec)) {
+IrStaticTensor::IrStaticTensor(TensorFields fields, const void* data, uint32_t dataSize, bool borrowedData)
+    : IrTensor(std::move(fields)) {
   if (dims().empty() && data != nullptr && dataSize != 0) {
     std::ostringstream message;
     message << "modeltools::IrStaticTensor::IrStaticTensor: IrStaticTensor (" << name()
@@ -395,9 +395,9 @@ IrStaticTensor::IrStaticTensor(TensorSpec spec, const void* data, uint32_t dataS
   adopt(data, dataSize, borrowedData);
 }
 
-IrStaticTensor::IrStaticTensor(TensorSpec spec, const void* data, uint32_t dataSize, bool borrowedData,
+IrStaticTensor::IrStaticTensor(TensorFields fields, const void* data, uint32_t dataSize, bool borrowedData,
                                std::shared_ptr<TransformManager> transformManager)
-    : IrTensor(std::move(spec)), transformManager_(std::move(transformManager)) {
+    : IrTensor(std::move(fields)), transformManager_(std::move(transformManager)) {
   adopt(data, dataSize, borrowedData);
 }
 

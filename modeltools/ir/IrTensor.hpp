@@ -93,7 +93,7 @@ struct QuantInfo {
 QuantInfo readQuantInfo(const Vrx_QuantizeParams_t& record, uint32_t dataType, std::span<const uint32_t> dims);
 
 // Everything a tensor is built from. Defaults make a native float 32 tensor.
-struct TensorSpec {
+struct TensorFields {
   std::string name{};
   IrTensorShape shape{};
   uint32_t dataType = VRX_DATATYPE_FLOAT_32;
@@ -115,8 +115,8 @@ class IrTensor {
  public:
   using OpPtr = std::shared_ptr<ops::IrOp>;
 
-  // Ends with setQInfo when the spec's quantization is defined, with that operation's failures.
-  explicit IrTensor(TensorSpec spec);
+  // Ends with setQInfo when the fields's quantization is defined, with that operation's failures.
+  explicit IrTensor(TensorFields fields);
   // One data type for both `dataType` and `floatDataType`; quantizable exactly for float 16 and 32.
   IrTensor(std::string name, IrTensorShape shape, uint32_t dataType, AxisFormat axisFormat, AxisFormat srcAxisFormat,
            uint32_t kind);
@@ -225,8 +225,8 @@ class IrTensor {
 class IrStaticTensor : public IrTensor {
  public:
   // Checks that the data fits the dimensions.
-  IrStaticTensor(TensorSpec spec, const void* data, uint32_t dataSize, bool borrowedData = false);
-  IrStaticTensor(TensorSpec spec, const void* data, uint32_t dataSize, bool borrowedData,
+  IrStaticTensor(TensorFields fields, const void* data, uint32_t dataSize, bool borrowedData = false);
+  IrStaticTensor(TensorFields fields, const void* data, uint32_t dataSize, bool borrowedData,
                  std::shared_ptr<TransformManager> transformManager);
   ~IrStaticTensor() override;
 

@@ -1,14 +1,13 @@
 #include "PassDump.hpp"
 
 #include <rapidjson/document.h>
-#include <rapidjson/filewritestream.h>
-#include <rapidjson/prettywriter.h>
 
 #include <cstdio>
 #include <memory>
 #include <string_view>
 
 #include "modeltools/ir/IrGraph.hpp"
+#include "modeltools/ir/JsonFile.hpp"
 
 namespace modeltools::iroptimizer {
 namespace {
@@ -105,15 +104,7 @@ void writePassDump(const IrGraph& graph, const std::string& path) {
   createEmptyFile("temp.cpp");
   createEmptyFile("temp.bin");
   const rapidjson::Document document = modelDescription(graph);
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  if (file == nullptr) return;
-  auto buffer = std::make_unique<char[]>(65536);
-  rapidjson::FileWriteStream stream(file, buffer.get(), 65536);
-  rapidjson::PrettyWriter<rapidjson::FileWriteStream> writer(stream);
-  writer.SetIndent(' ', 4);
-  document.Accept(writer);
-  stream.Flush();
-  std::fclose(file);
+  writePrettyJson(document, path);  // a dump that can't be opened is not reported
 }
 
 uint64_t opFingerprint(const ops::IrOp& op) {

@@ -16,12 +16,12 @@ void appendValues(const IrStaticTensor& tensor, std::vector<int64_t>& values) {
 template <class T>
 std::shared_ptr<IrStaticTensor> makeTensor(const std::string& tensorName, const std::vector<T>& values,
                                            const Dims& shape, uint32_t dataType) {
-  TensorSpec spec{.name = tensorName,
+  TensorFields fields{.name = tensorName,
                   .shape = IrTensorShape(shape),
                   .dataType = dataType,
                   .floatDataType = dataType,
                   .kind = tensorkind::kStatic};
-  return std::make_shared<IrStaticTensor>(std::move(spec), values.data(),
+  return std::make_shared<IrStaticTensor>(std::move(fields), values.data(),
                                           static_cast<uint32_t>(values.size() * sizeof(T)));
 }
 

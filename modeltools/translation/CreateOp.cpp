@@ -231,7 +231,7 @@ std::string displayHead(const CreateRule& rule, const std::string& opName) {
 template <class T>
 std::shared_ptr<IrStaticTensor> listTensor(const std::string& tensorName, const std::vector<T>& values,
                                            const Dims& shape, uint32_t dataType) {
-  return std::make_shared<IrStaticTensor>(TensorSpec{.name = tensorName,
+  return std::make_shared<IrStaticTensor>(TensorFields{.name = tensorName,
                                                      .shape = IrTensorShape(shape),
                                                      .dataType = dataType,
                                                      .floatDataType = dataType,

@@ -107,7 +107,7 @@ std::shared_ptr<IrStaticTensor> derivedTensor(const std::shared_ptr<IrStaticTens
     for (const auto& earlier : source->transformManager()->transforms()) history->addTransform(earlier);
   }
   if (transform) history->addTransform(std::move(transform));
-  auto tensor = std::make_shared<IrStaticTensor>(TensorSpec{.name = name.empty() ? source->name() + kOutputSuffix : name,
+  auto tensor = std::make_shared<IrStaticTensor>(TensorFields{.name = name.empty() ? source->name() + kOutputSuffix : name,
                                                             .shape = IrTensorShape(shape),
                                                             .dataType = dataType,
                                                             .floatDataType = source->floatDataType(),

@@ -10,7 +10,7 @@ using namespace modeltools;
 GraphBuilder::GraphBuilder(IrGraph& graph, Dims dims) : graph(graph), dims_(std::move(dims)) {}
 
 TensorPtr GraphBuilder::input(const std::string& name) {
-  return graph.addTensor(TensorSpec{.name = name, .shape = IrTensorShape(dims_), .kind = tensorkind::kGraphInput});
+  return graph.addTensor(TensorFields{.name = name, .shape = IrTensorShape(dims_), .kind = tensorkind::kGraphInput});
 }
 
 StaticTensorPtr GraphBuilder::constant(const std::string& name, Dims dims) {
@@ -18,12 +18,12 @@ StaticTensorPtr GraphBuilder::constant(const std::string& name, Dims dims) {
   uint32_t count = 1;
   for (uint32_t dim : dims) count *= dim;
   const std::vector<float> zeros(count, 0.0f);
-  return graph.addStaticTensor(TensorSpec{.name = name, .shape = IrTensorShape(dims), .kind = tensorkind::kStatic},
+  return graph.addStaticTensor(TensorFields{.name = name, .shape = IrTensorShape(dims), .kind = tensorkind::kStatic},
                                zeros.data(), static_cast<uint32_t>(zeros.size() * sizeof(float)));
 }
 
 TensorPtr GraphBuilder::tensor(const std::string& name) {
-  return graph.addTensor(TensorSpec{.name = name, .shape = IrTensorShape(dims_)});
+  return graph.addTensor(TensorFields{.name = name, .shape = IrTensorShape(dims_)});
 }
 
 OpPtr GraphBuilder::op(const std::string& name, const std::string& type, const std::vector<std::string>& inputs,
@@ -36,8 +36,8 @@ OpPtr GraphBuilder::op(const std::string& name, const std::string& type, const s
   return created;
 }
 
-std::string GraphBuilder::chain(const std::string& from, const std::string& specs) {
-  std::istringstream items(specs);
+std::string GraphBuilder::chain(const std::string& from, const std::string& steps) {
+  std::istringstream items(steps);
   std::string previous = from;
   for (std::string item; items >> item;) {
     const auto colon = item.find(':');

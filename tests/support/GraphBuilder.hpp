@@ -32,7 +32,7 @@ class GraphBuilder {
   modeltools::OpPtr op(const std::string& name, const std::string& type, const std::vector<std::string>& inputs,
                        size_t numOutputs = 1);
   // A chain of single-input ops given as "name:Type name:Type ..."; returns the last output.
-  std::string chain(const std::string& from, const std::string& specs);
+  std::string chain(const std::string& from, const std::string& steps);
   // Makes the tensor a graph output.
   void output(const std::string& tensorName);
 

@@ -14,7 +14,7 @@ namespace {
 
 using core::graphtransformer::logTo;
 using modeltools::IrTensorShape;
-using modeltools::TensorSpec;
+using modeltools::TensorFields;
 
 std::string nameOf(const Vrx_Tensor_t& tensor) { return tensor.name != nullptr ? tensor.name : ""; }
 
@@ -65,8 +65,8 @@ bool isSparseRecord(const Vrx_Tensor_t& tensor) {
 }
 
 // What tensors and static tensors take alike from a record.
-TensorSpec commonSpec(const Vrx_Tensor_t& tensor) {
-  return TensorSpec{.name = nameOf(tensor),
+TensorFields commonFields(const Vrx_Tensor_t& tensor) {
+  return TensorFields{.name = nameOf(tensor),
                     .shape = IrTensorShape(dimsOf(tensor)),
                     .dataType = tensor.dataType,
                     .floatDataType = tensor.dataType,
@@ -85,25 +85,25 @@ modeltools::QuantInfo IrGraphBuilder::buildQuantInfo(const Vrx_Tensor_t& tensor)
 }
 
 std::shared_ptr<modeltools::IrTensor> IrGraphBuilder::buildIrTensor(const Vrx_Tensor_t& tensor) {
-  TensorSpec spec = commonSpec(tensor);
-  spec.kind = kindOfTensorType(tensor.type);
+  TensorFields fields = commonFields(tensor);
+  fields.kind = kindOfTensorType(tensor.type);
   if (isSparseRecord(tensor)) {
     // A sparse tensor keeps its dimensions as bounds and has no dynamic axes.
-    spec.sparseLayout = VRX_SPARSE_LAYOUT_HYBRID_COO;
-    spec.numSpecifiedElements = tensor.sparseParams.numSpecifiedElements;
-    spec.numSparseDimensions = tensor.sparseParams.numSparseDimensions;
+    fields.sparseLayout = VRX_SPARSE_LAYOUT_HYBRID_COO;
+    fields.numSpecifiedElements = tensor.sparseParams.numSpecifiedElements;
+    fields.numSparseDimensions = tensor.sparseParams.numSparseDimensions;
   } else {
-    auto dims = spec.shape.dims();
+    auto dims = fields.shape.dims();
     const auto rank = static_cast<uint32_t>(dims.size());
-    spec.shape = IrTensorShape(std::move(dims), dynamicAxesOf(tensor, rank));
+    fields.shape = IrTensorShape(std::move(dims), dynamicAxesOf(tensor, rank));
   }
-  return std::make_shared<modeltools::IrTensor>(std::move(spec));
+  return std::make_shared<modeltools::IrTensor>(std::move(fields));
 }
 
 std::shared_ptr<modeltools::IrStaticTensor> IrGraphBuilder::buildIrStaticTensor(const Vrx_Tensor_t& tensor) {
-  TensorSpec spec = commonSpec(tensor);
-  spec.kind = modeltools::tensorkind::kStatic;
-  return std::make_shared<modeltools::IrStaticTensor>(std::move(spec), clientData(tensor), tensor.clientBuf.dataSize,
+  TensorFields fields = commonFields(tensor);
+  fields.kind = modeltools::tensorkind::kStatic;
+  return std::make_shared<modeltools::IrStaticTensor>(std::move(fields), clientData(tensor), tensor.clientBuf.dataSize,
                                                       false);
 }
 

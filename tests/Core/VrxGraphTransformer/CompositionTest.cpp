@@ -143,7 +143,7 @@ TEST_F(CompositionTest, ContextTensorsGoToTheContextOnceInThatModeOnly) {
   add(output("out"));
   const float zero[4] = {};
   graph().addTensor(std::make_shared<modeltools::IrStaticTensor>(
-      modeltools::TensorSpec{.name = "ctx",
+      modeltools::TensorFields{.name = "ctx",
                              .shape = modeltools::IrTensorShape(modeltools::Dims{4}),
                              .kind = modeltools::tensorkind::kContext},
       zero, 16));

@@ -218,8 +218,8 @@ TEST_F(OptimizationDriverTest, ReportHoldsExecutedPassesAndLastTotals) {
   probes.probes.at(modeltools::iroptimizer::passid::MatchGelu)->changes = true;
   ASSERT_EQ(create({"MatchGelu", "FoldCasts"}), 0u);
   auto graph = transformer()->irGraphBuilder()->getIrGraph();
-  auto a = graph->addTensor(modeltools::TensorSpec{.name = "a", .shape = modeltools::IrTensorShape({1})});
-  auto b = graph->addTensor(modeltools::TensorSpec{.name = "b", .shape = modeltools::IrTensorShape({1})});
+  auto a = graph->addTensor(modeltools::TensorFields{.name = "a", .shape = modeltools::IrTensorShape({1})});
+  auto b = graph->addTensor(modeltools::TensorFields{.name = "b", .shape = modeltools::IrTensorShape({1})});
   auto op = std::make_shared<modeltools::ops::IrOp>("cost", "VrxDriverTestCostOp", nullptr);
   op->addInput(a, -1);
   a->addConsumer(op);

@@ -10,7 +10,7 @@ namespace {
 std::shared_ptr<IrStaticTensor> perm() {
   uint32_t values[] = {0, 2, 1};
   return std::make_shared<IrStaticTensor>(
-      TensorSpec{.name = "perm", .shape = IrTensorShape({3}), .dataType = VRX_DATATYPE_UINT_32}, values, sizeof values);
+      TensorFields{.name = "perm", .shape = IrTensorShape({3}), .dataType = VRX_DATATYPE_UINT_32}, values, sizeof values);
 }
 
 TEST(IrAttributes, GettersNeverConvertEvenWhereTheValueWouldFit) {

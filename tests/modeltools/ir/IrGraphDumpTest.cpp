@@ -64,10 +64,10 @@ class IrGraphDumpTest : public ::testing::Test {
   TensorPtr tensor(const std::string& name, IrTensorShape shape, uint32_t kind = tensorkind::kNative,
                    uint32_t dataType = VRX_DATATYPE_FLOAT_32, AxisFormat format = AxisFormat::NOT_YET_DEFINED) {
     return graph.addTensor(
-        TensorSpec{.name = name, .shape = std::move(shape), .dataType = dataType, .axisFormat = format, .kind = kind});
+        TensorFields{.name = name, .shape = std::move(shape), .dataType = dataType, .axisFormat = format, .kind = kind});
   }
   StaticTensorPtr constant(const std::string& name, std::vector<uint32_t> values, Dims dims) {
-    return std::make_shared<IrStaticTensor>(TensorSpec{.name = name,
+    return std::make_shared<IrStaticTensor>(TensorFields{.name = name,
                                                        .shape = IrTensorShape(std::move(dims)),
                                                        .dataType = VRX_DATATYPE_UINT_32,
                                                        .kind = tensorkind::kStatic},
@@ -109,7 +109,7 @@ TEST_F(IrGraphDumpTest, InputsConstantsOnceTransposeOrderAndDtypes) {
   auto in = tensor("in", IrTensorShape({1, 2, 3, 4}, {0}), tensorkind::kGraphInput, VRX_DATATYPE_UFIXED_POINT_8,
                    AxisFormat::NCHW);
   auto weights = graph.addStaticTensor(
-      TensorSpec{
+      TensorFields{
           .name = "w", .shape = IrTensorShape({4}), .dataType = VRX_DATATYPE_INT_32, .kind = tensorkind::kStatic},
       std::vector<int32_t>{1, 2, 3, 4}.data(), 16);
   auto transposed =

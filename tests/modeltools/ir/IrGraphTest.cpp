@@ -11,7 +11,7 @@ using ops::IrOp;
 class IrGraphTest : public ::testing::Test {
  protected:
   TensorPtr tensor(const std::string& name, Dims dims = {1, 4}, uint32_t kind = tensorkind::kNative) {
-    return graph.addTensor(TensorSpec{.name = name, .shape = IrTensorShape(std::move(dims)), .kind = kind});
+    return graph.addTensor(TensorFields{.name = name, .shape = IrTensorShape(std::move(dims)), .kind = kind});
   }
   OpPtr newOp(const std::string& name, const std::string& type = "Relu") {
     return std::make_shared<IrOp>(name, type, std::make_shared<IrAttributes>());
@@ -79,7 +79,7 @@ TEST_F(IrGraphTest, QuantizedTensorFormTakesQuantInfoOthersRefuseIt) {
 
 TEST_F(IrGraphTest, StaticCopySharesTransformsOnRequest) {
   float data[] = {1, 2};
-  auto source = graph.addStaticTensor(TensorSpec{.name = "w", .shape = IrTensorShape({2})}, data, sizeof data);
+  auto source = graph.addStaticTensor(TensorFields{.name = "w", .shape = IrTensorShape({2})}, data, sizeof data);
   auto shared = graph.addStaticTensorCopy("w_copy", source, true);
   auto separate = graph.addStaticTensorCopy("w_other", source, false);
   ASSERT_NE(source->transformManager(), nullptr);
@@ -99,7 +99,7 @@ TEST_F(IrGraphTest, OpsKeepTheirPositionsAndRefusalsComeFirst) {
 
   EXPECT_THROW_MSG(addOp("first", {a}, {tensor("e")}), std::runtime_error,
                    "modeltools::IrGraph::addOp: Op first already exists in graph");
-  auto stray = std::make_shared<IrTensor>(TensorSpec{.name = "stray", .shape = IrTensorShape({1})});
+  auto stray = std::make_shared<IrTensor>(TensorFields{.name = "stray", .shape = IrTensorShape({1})});
   auto op = newOp("loose");
   op->addInput(stray, -1);
   EXPECT_THROW_MSG(graph.addOp(op, -1, false), std::runtime_error,
@@ -196,8 +196,8 @@ TEST_F(IrGraphTest, QuantInfoTransfersOnlyToQuantizableTensors) {
   info.encoding = 0;
   auto from = graph.addTensor("from", {1}, VRX_DATATYPE_UFIXED_POINT_8, VRX_DATATYPE_FLOAT_32, true, info);
   from->setUpdateable(true);
-  auto to = graph.addTensor(TensorSpec{.name = "to", .shape = IrTensorShape({1}), .quantizable = true});
-  auto locked = graph.addTensor(TensorSpec{.name = "locked", .shape = IrTensorShape({1})});
+  auto to = graph.addTensor(TensorFields{.name = "to", .shape = IrTensorShape({1}), .quantizable = true});
+  auto locked = graph.addTensor(TensorFields{.name = "locked", .shape = IrTensorShape({1})});
   graph.transferQuantInfo(from, locked);
   EXPECT_FALSE(locked->quantInfo().isDefined());
   graph.mergeQuantInfo(to, from, true);  // `to` has none: from's goes to `to`

@@ -11,7 +11,7 @@ using ops::IrOp;
 
 std::shared_ptr<IrTensor> tensor(const std::string& name, Dims dims, AxisFormat format = AxisFormat::NOT_YET_DEFINED) {
   return std::make_shared<IrTensor>(
-      TensorSpec{.name = name, .shape = IrTensorShape(std::move(dims)), .axisFormat = format});
+      TensorFields{.name = name, .shape = IrTensorShape(std::move(dims)), .axisFormat = format});
 }
 
 std::shared_ptr<IrOp> op(const std::string& name = "op", const std::string& type = "Add") {
@@ -85,7 +85,7 @@ TEST(IrOp, BaseInferenceMirrorsInputsAndResizeChecksTheCount) {
 
 TEST(IrOp, BaseInferenceRefusesDynamicInputs) {
   auto relu = op("relu", "Relu");
-  auto dynamic = std::make_shared<IrTensor>(TensorSpec{.name = "d", .shape = IrTensorShape({2, 3}, {0})});
+  auto dynamic = std::make_shared<IrTensor>(TensorFields{.name = "d", .shape = IrTensorShape({2, 3}, {0})});
   relu->addInput(dynamic, -1);
   auto order = std::make_shared<IrAxisOrder>();
   EXPECT_THROW_HAS(relu->inferOutputShapes(order, 1), std::invalid_argument,
@@ -98,7 +98,7 @@ TEST(IrOp, BaseInferenceRefusesDynamicInputs) {
 
 TEST(IrOp, DataTypesFollowInputZeroWith64BitIntegersNarrowed) {
   auto cast = op("c", "Cast");
-  auto input = std::make_shared<IrTensor>(TensorSpec{.name = "i", .shape = IrTensorShape({1}),
+  auto input = std::make_shared<IrTensor>(TensorFields{.name = "i", .shape = IrTensorShape({1}),
                                                      .dataType = VRX_DATATYPE_INT_64,
                                                      .floatDataType = VRX_DATATYPE_FLOAT_16});
   cast->addInput(input, -1);
@@ -131,7 +131,7 @@ TEST(IrOp, OutputAxisFormatsFromInputsAndAxisOrder) {
 TEST(IrOp, QuantizableAttributeReachesTensorAttributes) {
   auto attrs = std::make_shared<IrAttributes>();
   uint32_t data[] = {1};
-  auto weights = std::make_shared<IrStaticTensor>(TensorSpec{.name = "w", .shape = IrTensorShape({1})}, data, 4);
+  auto weights = std::make_shared<IrStaticTensor>(TensorFields{.name = "w", .shape = IrTensorShape({1})}, data, 4);
   weights->setQuantizable(true);
   attrs->add("weights", weights, 1);
   attrs->add("quantizable", false, 2);

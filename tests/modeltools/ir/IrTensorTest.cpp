@@ -9,8 +9,8 @@
 namespace modeltools {
 namespace {
 
-TensorSpec spec(const std::string& name, Dims dims, uint32_t dataType = VRX_DATATYPE_FLOAT_32) {
-  return TensorSpec{.name = name, .shape = IrTensorShape(std::move(dims)), .dataType = dataType,
+TensorFields fields(const std::string& name, Dims dims, uint32_t dataType = VRX_DATATYPE_FLOAT_32) {
+  return TensorFields{.name = name, .shape = IrTensorShape(std::move(dims)), .dataType = dataType,
                     .floatDataType = VRX_DATATYPE_FLOAT_32};
 }
 
@@ -24,10 +24,10 @@ QuantInfo scaleOffset(float scale, double offset) {
 }
 
 TEST(IrTensor, ElementsOfScalarsZerosAndDynamicShapes) {
-  EXPECT_EQ(IrTensor(spec("s", {})).elements(), 0u);
-  EXPECT_EQ(IrTensor(spec("z", {2, 0, 3})).elements(), 0u);
-  EXPECT_EQ(IrTensor(spec("t", {2, 3, 4})).elements(), 24u);
-  TensorSpec dynamic = spec("d", {});
+  EXPECT_EQ(IrTensor(fields("s", {})).elements(), 0u);
+  EXPECT_EQ(IrTensor(fields("z", {2, 0, 3})).elements(), 0u);
+  EXPECT_EQ(IrTensor(fields("t", {2, 3, 4})).elements(), 24u);
+  TensorFields dynamic = fields("d", {});
   dynamic.shape = IrTensorShape({2, 3}, {1});
   EXPECT_THROW_MSG(IrTensor(dynamic).elements(), std::invalid_argument,
                    "modeltools::IrTensor::elements: Cannot get number of elements for tensor named d with dynamic "
@@ -36,9 +36,9 @@ TEST(IrTensor, ElementsOfScalarsZerosAndDynamicShapes) {
 
 TEST(IrTensor, IdsComeFromOneCounterAndRenamingTakesAFreshOne) {
   IrTensor::resetIdCounter(7);
-  IrTensor a(spec("a", {1}));
+  IrTensor a(fields("a", {1}));
   EXPECT_EQ(a.id(), 8u);
-  IrTensor b(spec("b", {1}));
+  IrTensor b(fields("b", {1}));
   EXPECT_EQ(b.id(), 9u);
   a.setName("a2");
   EXPECT_EQ(a.name(), "a2");
@@ -54,7 +54,7 @@ TEST(IrTensor, SingleDataTypeConstructorDecidesQuantizable) {
 }
 
 TEST(IrTensor, QuantizationSettersKeepTheirRules) {
-  TensorSpec s = spec("q", {4});
+  TensorFields s = fields("q", {4});
   s.quantizable = true;
   IrTensor tensor(s);
   tensor.setQInfo(VRX_DATATYPE_UFIXED_POINT_8, scaleOffset(0.5f, 128));
@@ -78,7 +78,7 @@ TEST(IrTensor, QuantizationSettersKeepTheirRules) {
 }
 
 TEST(IrTensor, FloatQuantInfoCarriesRangesWithoutEncoding) {
-  IrTensor tensor(spec("f", {4}));
+  IrTensor tensor(fields("f", {4}));
   QuantInfo ranges = scaleOffset(1, 0);
   ranges.scaleOffset.minimum = -2;
   ranges.scaleOffset.maximum = 2;
@@ -93,7 +93,7 @@ TEST(IrTensor, FloatQuantInfoCarriesRangesWithoutEncoding) {
 }
 
 TEST(IrTensor, BackendTypeFollowsKindAndUpdateableFlag) {
-  IrTensor tensor(spec("t", {1}));
+  IrTensor tensor(fields("t", {1}));
   const std::pair<uint32_t, uint32_t> plain[] = {{0, 0}, {1, 1}, {3, 3}, {4, 4}, {5, 5}, {12, 12},
                                                  {tensorkind::kContext, 4}, {6, kUndefined}, {9, kUndefined}};
   for (auto [kind, type] : plain) {
@@ -109,7 +109,7 @@ TEST(IrTensor, BackendTypeFollowsKindAndUpdateableFlag) {
 }
 
 TEST(IrTensor, PermutationToSourceFromFormats) {
-  IrTensor tensor(spec("t", {1, 5, 5, 3}));
+  IrTensor tensor(fields("t", {1, 5, 5, 3}));
   EXPECT_TRUE(tensor.permutationToSource().empty());
   tensor.setAxisFormat(AxisFormat::NHWC);
   tensor.setSrcAxisFormat(AxisFormat::NCHW);
@@ -123,7 +123,7 @@ TEST(IrTensor, PermutationToSourceFromFormats) {
 }
 
 TEST(IrTensor, RemovingAnOpThatIsNoConsumerFails) {
-  IrTensor tensor(spec("t", {1}));
+  IrTensor tensor(fields("t", {1}));
   auto op = std::make_shared<ops::IrOp>("relu", "Relu", nullptr);
   tensor.addConsumer(op);
   tensor.addConsumer(op);
@@ -135,8 +135,8 @@ TEST(IrTensor, RemovingAnOpThatIsNoConsumerFails) {
 
 TEST(IrStaticTensor, CopiesDataUnlessBorrowed) {
   float values[] = {1, 2, 3, 4};
-  IrStaticTensor owned(spec("w", {4}), values, sizeof values);
-  IrStaticTensor borrowed(spec("b", {4}), values, sizeof values, true);
+  IrStaticTensor owned(fields("w", {4}), values, sizeof values);
+  IrStaticTensor borrowed(fields("b", {4}), values, sizeof values, true);
   values[0] = 42;
   EXPECT_FLOAT_EQ(owned.values<float>()[0], 1);
   EXPECT_FLOAT_EQ(borrowed.values<float>()[0], 42);
@@ -146,7 +146,7 @@ TEST(IrStaticTensor, CopiesDataUnlessBorrowed) {
 TEST(IrStaticTensor, UpdateDataOnBorrowedTensorLeavesOriginalUntouched) {
   float original[] = {1, 2};
   float replacement[] = {7, 8};
-  IrStaticTensor tensor(spec("w", {2}), original, sizeof original, true);
+  IrStaticTensor tensor(fields("w", {2}), original, sizeof original, true);
   tensor.updateData(replacement, sizeof replacement, false);
   EXPECT_FALSE(tensor.borrowedData());
   EXPECT_FLOAT_EQ(original[0], 1);
@@ -165,14 +165,14 @@ TEST(IrStaticTensor, UpdateDataOnBorrowedTensorLeavesOriginalUntouched) {
 
 TEST(IrStaticTensor, RefusesDataThatDoesNotFitTheDimensions) {
   float values[] = {1, 2, 3};
-  EXPECT_THROW_MSG(IrStaticTensor(spec("e", {}), values, sizeof values), std::invalid_argument,
+  EXPECT_THROW_MSG(IrStaticTensor(fields("e", {}), values, sizeof values), std::invalid_argument,
                    "modeltools::IrStaticTensor::IrStaticTensor: IrStaticTensor (e) has empty dims but non-null data "
                    "with dataSize=12. Must specify correct dims!");
-  EXPECT_THROW_MSG(IrStaticTensor(spec("m", {2, 2}), values, sizeof values), std::invalid_argument,
+  EXPECT_THROW_MSG(IrStaticTensor(fields("m", {2, 2}), values, sizeof values), std::invalid_argument,
                    "modeltools::IrStaticTensor::IrStaticTensor: IrStaticTensor (m) data size mismatch: expected "
                    "tensorSize=16 (from dims), but got dataSize=12");
   // Sub-byte types are not sized here.
-  EXPECT_NO_THROW(IrStaticTensor(spec("p", {5}, VRX_DATATYPE_INT_4), values, 3));
+  EXPECT_NO_THROW(IrStaticTensor(fields("p", {5}, VRX_DATATYPE_INT_4), values, 3));
 }
 
 }  // namespace

@@ -10,12 +10,12 @@ namespace {
 
 // input -> relu_0 -> t_0 -> relu_1 -> ... -> t_{n-1}, with a static weight per op.
 void buildChain(IrGraph& graph, int length) {
-  graph.addTensor(TensorSpec{.name = "input", .shape = IrTensorShape({1, 8}), .kind = tensorkind::kGraphInput});
+  graph.addTensor(TensorFields{.name = "input", .shape = IrTensorShape({1, 8}), .kind = tensorkind::kGraphInput});
   std::string previous = "input";
   float weights[8] = {};
   for (int i = 0; i < length; ++i) {
     const std::string w = "w_" + std::to_string(i);
-    graph.addStaticTensor(TensorSpec{.name = w, .shape = IrTensorShape({1, 8}), .kind = tensorkind::kStatic}, weights,
+    graph.addStaticTensor(TensorFields{.name = w, .shape = IrTensorShape({1, 8}), .kind = tensorkind::kStatic}, weights,
                           sizeof weights);
     auto op = std::make_shared<ops::IrOp>("op_" + std::to_string(i), "Add", std::make_shared<IrAttributes>());
     const std::string out = "t_" + std::to_string(i);

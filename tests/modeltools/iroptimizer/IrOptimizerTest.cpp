@@ -66,7 +66,7 @@ TEST(IrOptimizer, NewTensorsGetIdsAboveTheGraphs) {
   TestRegistry passes;
   uint32_t newId = 0;
   passes.add(MatchGelu, [&](IrGraph& g, uint32_t) {
-    newId = g.addTensor(TensorSpec{.name = "fresh", .shape = IrTensorShape({1})})->id();
+    newId = g.addTensor(TensorFields{.name = "fresh", .shape = IrTensorShape({1})})->id();
     return true;
   });
   auto graph = smallGraph();

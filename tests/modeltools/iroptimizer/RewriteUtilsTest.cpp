@@ -30,7 +30,7 @@ class RewriteUtilsTest : public ::testing::Test {
   StaticTensorPtr constant(const std::string& name, const Dims& dims, const std::vector<T>& values,
                            uint32_t dataType) {
     return graph.addStaticTensor(
-        TensorSpec{.name = name, .shape = IrTensorShape(dims), .dataType = dataType, .kind = tensorkind::kStatic},
+        TensorFields{.name = name, .shape = IrTensorShape(dims), .dataType = dataType, .kind = tensorkind::kStatic},
         values.data(), static_cast<uint32_t>(values.size() * sizeof(T)));
   }
   StaticTensorPtr floats(const std::string& name, const Dims& dims, const std::vector<float>& values) {
@@ -39,7 +39,7 @@ class RewriteUtilsTest : public ::testing::Test {
   // A rank-1 perm attribute for a "Transpose" made by the builder.
   static void setPerm(const OpPtr& op, const U32& perm) {
     auto tensor = std::make_shared<IrStaticTensor>(
-        TensorSpec{.name = "perm", .shape = IrTensorShape(Dims{static_cast<uint32_t>(perm.size())}),
+        TensorFields{.name = "perm", .shape = IrTensorShape(Dims{static_cast<uint32_t>(perm.size())}),
                    .dataType = VRX_DATATYPE_UINT_32, .kind = tensorkind::kStatic},
         perm.data(), static_cast<uint32_t>(perm.size() * sizeof(uint32_t)));
     op->attrs()->add("perm", tensor, attrcategory::kBackendParam);
@@ -284,7 +284,7 @@ TEST_F(RewriteUtilsTest, SquashConstantTransposeMapsTheQuantizationAxis) {
   perChannel.axisEncodings = {ScaleOffsetInfo{.bitwidth = 8, .scale = 0.5f},
                               ScaleOffsetInfo{.bitwidth = 8, .scale = 0.25f}};
   const std::vector<uint8_t> bytes = {0, 1, 2, 3, 4, 5};
-  graph.addStaticTensor(TensorSpec{.name = "w", .shape = IrTensorShape(Dims{2, 3}),
+  graph.addStaticTensor(TensorFields{.name = "w", .shape = IrTensorShape(Dims{2, 3}),
                                    .dataType = VRX_DATATYPE_UFIXED_POINT_8, .quantizable = true,
                                    .quantInfo = perChannel,
                                    .kind = tensorkind::kStatic},
@@ -353,8 +353,8 @@ TEST_F(RewriteUtilsTest, MatmulDimsReduceOverTheWeightAxisThatTransposeIn1Names)
 }
 
 TEST_F(RewriteUtilsTest, MatmulChecksRefuseDynamicAxesAndSaySo) {
-  graph.addTensor(TensorSpec{.name = "x", .shape = IrTensorShape(Dims{1, 4}, {0}), .kind = tensorkind::kGraphInput});
-  graph.addTensor(TensorSpec{.name = "w", .shape = IrTensorShape(Dims{4, 2}, {0}), .kind = tensorkind::kGraphInput});
+  graph.addTensor(TensorFields{.name = "x", .shape = IrTensorShape(Dims{1, 4}, {0}), .kind = tensorkind::kGraphInput});
+  graph.addTensor(TensorFields{.name = "w", .shape = IrTensorShape(Dims{4, 2}, {0}), .kind = tensorkind::kGraphInput});
   const auto matmul = b.op("mm", "MatMul", {"x", "w"});
   ::testing::internal::CaptureStdout();
   EXPECT_FALSE(matmulValidateDims({1, 4}, {4, 2}, matmul));

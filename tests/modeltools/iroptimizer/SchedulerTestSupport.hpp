@@ -75,12 +75,12 @@ inline std::vector<std::string> passNames(const std::vector<uint32_t>& ids) {
 // a -> Relu "r" -> b -> FullyConnected "fc" (static weights w) -> c.
 inline std::shared_ptr<IrGraph> smallGraph() {
   auto graph = std::make_shared<IrGraph>("g");
-  auto a = graph->addTensor(TensorSpec{.name = "a", .shape = IrTensorShape({1, 4}), .kind = tensorkind::kGraphInput});
-  auto b = graph->addTensor(TensorSpec{.name = "b", .shape = IrTensorShape({1, 4})});
+  auto a = graph->addTensor(TensorFields{.name = "a", .shape = IrTensorShape({1, 4}), .kind = tensorkind::kGraphInput});
+  auto b = graph->addTensor(TensorFields{.name = "b", .shape = IrTensorShape({1, 4})});
   const std::vector<float> weights(8, 0.5f);
-  auto w = graph->addStaticTensor(TensorSpec{.name = "w", .shape = IrTensorShape({2, 4}), .kind = tensorkind::kStatic},
+  auto w = graph->addStaticTensor(TensorFields{.name = "w", .shape = IrTensorShape({2, 4}), .kind = tensorkind::kStatic},
                                   weights.data(), 32);
-  auto c = graph->addTensor(TensorSpec{.name = "c", .shape = IrTensorShape({1, 2}), .kind = tensorkind::kGraphOutput});
+  auto c = graph->addTensor(TensorFields{.name = "c", .shape = IrTensorShape({1, 2}), .kind = tensorkind::kGraphOutput});
   auto wire = [&](const std::string& name, const std::string& type, std::vector<TensorPtr> ins, TensorPtr out) {
     auto op = std::make_shared<ops::IrOp>(name, type, nullptr);
     for (const auto& t : ins) {

@@ -63,7 +63,7 @@ class OpBench {
  public:
   TensorPtr tensor(const std::string& name, Dims dims, std::set<uint32_t> dynamicAxes = {},
                    AxisFormat format = AxisFormat::NOT_YET_DEFINED) {
-    auto made = std::make_shared<IrTensor>(TensorSpec{
+    auto made = std::make_shared<IrTensor>(TensorFields{
         .name = name, .shape = IrTensorShape(std::move(dims), std::move(dynamicAxes)), .axisFormat = format});
     tensors_.push_back(made);
     return made;

@@ -18,13 +18,13 @@ class TranslatorTest : public ::testing::Test {
  protected:
   std::shared_ptr<IrTensor> tensor(const std::string& name, Dims dims, uint32_t kind = tensorkind::kNative) {
     auto t =
-        std::make_shared<IrTensor>(TensorSpec{.name = name, .shape = IrTensorShape(std::move(dims)), .kind = kind});
+        std::make_shared<IrTensor>(TensorFields{.name = name, .shape = IrTensorShape(std::move(dims)), .kind = kind});
     keep.push_back(t);
     return t;
   }
   std::shared_ptr<IrStaticTensor> weights(const std::string& name, std::vector<float> values) {
     auto t =
-        std::make_shared<IrStaticTensor>(TensorSpec{.name = name,
+        std::make_shared<IrStaticTensor>(TensorFields{.name = name,
                                                     .shape = IrTensorShape(Dims{static_cast<uint32_t>(values.size())}),
                                                     .kind = tensorkind::kStatic},
                                          values.data(), static_cast<uint32_t>(values.size() * sizeof(float)));

@@ -30,7 +30,7 @@ class QuantTranslationTest : public ::testing::Test {
  protected:
   std::shared_ptr<IrTensor> quantized(const QuantInfo& info, uint32_t dataType = VRX_DATATYPE_SFIXED_POINT_8,
                                       Dims dims = {4, 2}) {
-    auto t = std::make_shared<IrTensor>(TensorSpec{.name = "t" + std::to_string(tensors.size()),
+    auto t = std::make_shared<IrTensor>(TensorFields{.name = "t" + std::to_string(tensors.size()),
                                                    .shape = IrTensorShape(std::move(dims)),
                                                    .dataType = dataType,
                                                    .quantizable = true,

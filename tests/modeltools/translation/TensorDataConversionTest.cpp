@@ -16,7 +16,7 @@ template <class T>
 std::shared_ptr<IrStaticTensor> staticTensor(const std::string& name, Dims dims, uint32_t dataType,
                                              std::vector<T> values) {
   return std::make_shared<IrStaticTensor>(
-      TensorSpec{.name = name, .shape = IrTensorShape(std::move(dims)), .dataType = dataType,
+      TensorFields{.name = name, .shape = IrTensorShape(std::move(dims)), .dataType = dataType,
                  .kind = tensorkind::kStatic},
       values.data(), static_cast<uint32_t>(values.size() * sizeof(T)));
 }

@@ -26,14 +26,14 @@ class Scenario {
   ~Scenario() { setVerboseLogging(false); }
 
   TensorPtr input(const std::string& name, uint32_t dataType = VRX_DATATYPE_FLOAT_32) {
-    return graph.addTensor(TensorSpec{
+    return graph.addTensor(TensorFields{
         .name = name, .shape = IrTensorShape(Dims{1, 4}), .dataType = dataType, .kind = tensorkind::kGraphInput});
   }
   template <class T>
   StaticTensorPtr constant(const std::string& name, const Dims& dims, const std::vector<T>& values,
                            uint32_t dataType = VRX_DATATYPE_FLOAT_32) {
     return graph.addStaticTensor(
-        TensorSpec{.name = name, .shape = IrTensorShape(dims), .dataType = dataType, .kind = tensorkind::kStatic},
+        TensorFields{.name = name, .shape = IrTensorShape(dims), .dataType = dataType, .kind = tensorkind::kStatic},
         values.data(), static_cast<uint32_t>(values.size() * sizeof(T)));
   }
   OpPtr binary(const std::string& name, uint32_t operation, const std::vector<std::string>& inputs) {
@@ -45,7 +45,7 @@ class Scenario {
   static void addList(const OpPtr& op, const std::string& name, const Dims& dims, const std::vector<T>& values,
                       uint32_t dataType = VRX_DATATYPE_UINT_32) {
     auto tensor = std::make_shared<IrStaticTensor>(
-        TensorSpec{.name = name, .shape = IrTensorShape(dims), .dataType = dataType, .kind = tensorkind::kStatic},
+        TensorFields{.name = name, .shape = IrTensorShape(dims), .dataType = dataType, .kind = tensorkind::kStatic},
         values.data(), static_cast<uint32_t>(values.size() * sizeof(T)));
     op->attrs()->add(name, tensor, attrcategory::kBackendParam);
   }

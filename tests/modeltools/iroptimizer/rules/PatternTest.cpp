@@ -149,7 +149,7 @@ class PatternAttributeTest : public PatternTest {
   bool matches(const PatternAttributePtr& attribute) { return withAttr(isOpType("Relu"), attribute)->match(at("r")); }
   void addList(const std::string& name, uint32_t dataType, Dims dims, const std::vector<uint32_t>& raw) {
     auto tensor = std::make_shared<IrStaticTensor>(
-        TensorSpec{
+        TensorFields{
             .name = name, .shape = IrTensorShape(std::move(dims)), .dataType = dataType, .kind = tensorkind::kStatic},
         raw.data(), static_cast<uint32_t>(raw.size() * sizeof(uint32_t)));
     attrs->add(name, tensor, attrcategory::kBackendParam);
