@@ -75,8 +75,8 @@ class IrGraph {
   std::vector<TensorPtr> getInputs() const { return graphInputs_; }
   std::vector<TensorPtr> getOutputs() const { return graphOutputs_; }
   const OpSequence& getOps() const { return opList_; }
-  // Tensors in name order.
-  const std::map<std::string, TensorPtr>& tensors() const { return tensorMap_; }
+  // Tensors in name order: a sorted copy, made on request (lookups by name are hashed).
+  std::map<std::string, TensorPtr> tensors() const { return {tensorMap_.begin(), tensorMap_.end()}; }
   OpSet getConsumers(const TensorPtr& tensor, const std::vector<std::string>& consumerNames) const;
 
   // ---- Backend records (the graph's translator owns them) ----
@@ -159,7 +159,8 @@ class IrGraph {
                    const std::vector<IrTensorShape>& outputShapes, const std::vector<AxisFormat>& outputAxisFormats);
 
   std::string name_;
-  std::map<std::string, TensorPtr> tensorMap_;
+  // Hashed: every rewrite looks tensors up by name; name order is made only when asked for.
+  std::unordered_map<std::string, TensorPtr> tensorMap_;
   std::vector<TensorPtr> graphInputs_;
   std::vector<TensorPtr> graphOutputs_;
   OpSequence opList_;

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 #include <type_traits>
+#include <unordered_map>
 #include <vector>
 
 #include "VrxBackendRecords.h"
@@ -67,8 +68,9 @@ class IrVrxTranslator {
   void addParams(OpEntry& entry);
   void addTensorLists(OpEntry& entry, bool omitStaticData);
 
-  std::map<std::string, std::shared_ptr<TensorEntry>> tensorCache_;
-  std::map<std::string, std::shared_ptr<OpEntry>> opCache_;
+  // Hashed: the caches are only looked up by name, never walked in order.
+  std::unordered_map<std::string, std::shared_ptr<TensorEntry>> tensorCache_;
+  std::unordered_map<std::string, std::shared_ptr<OpEntry>> opCache_;
 };
 
 template <class T>
