@@ -34,7 +34,12 @@ IrGraph::IrGraph(std::string name, std::shared_ptr<AxisOrder> axisOrder,
       axisOrder_(axisOrder ? std::move(axisOrder) : std::make_shared<IrAxisOrder>()),
       tensorAxisFormats_(std::move(tensorAxisFormats)),
       translator_(std::make_unique<IrVrxTranslator>()),
-      validator_(std::make_unique<vrx::validation::OpValidator>()) {}
+      validator_(std::make_unique<vrx::validation::OpValidator>()) {
+  // Sparse buckets: a lookup of a new name, which every added tensor and op makes, then seldom
+  // has to look at an old node that shares its bucket.
+  tensorMap_.max_load_factor(0.5f);
+  opMap_.max_load_factor(0.5f);
+}
 
 IrGraph::~IrGraph() = default;
 
@@ -42,9 +47,12 @@ IrGraph::~IrGraph() = default;
 
 TensorPtr IrGraph::addTensor(const TensorPtr& tensor) {
   if (!tensor) fail("addTensor", "Invalid tensor: received null tensor pointer, expected a valid tensor");
-  auto it = tensorMap_.find(tensor->name());
-  if (it != tensorMap_.end() && it->second) fail("addTensor", "Tensor " + tensor->name() + " already exists!");
-  tensorMap_[tensor->name()] = tensor;
+  // One lookup: a slot left empty by an earlier entry is taken over.
+  auto [slot, inserted] = tensorMap_.try_emplace(tensor->name(), tensor);
+  if (!inserted) {
+    if (slot->second) fail("addTensor", "Tensor " + tensor->name() + " already exists!");
+    slot->second = tensor;
+  }
   if (tensor->kind() == tensorkind::kGraphInput) {
     graphInputs_.push_back(tensor);
   } else if (tensor->kind() == tensorkind::kGraphOutput) {

@@ -13,6 +13,7 @@
 #include "ConversionNamePolicy.hpp"
 #include "IrOp.hpp"
 #include "IrTensor.hpp"
+#include "NodePool.hpp"
 #include "OpSequence.hpp"
 #include "TraceInfo.hpp"
 
@@ -77,6 +78,7 @@ class IrGraph {
   const OpSequence& getOps() const { return opList_; }
   // Tensors in name order: a sorted copy, made on request (lookups by name are hashed).
   std::map<std::string, TensorPtr> tensors() const { return {tensorMap_.begin(), tensorMap_.end()}; }
+  size_t numTensors() const { return tensorMap_.size(); }
   OpSet getConsumers(const TensorPtr& tensor, const std::vector<std::string>& consumerNames) const;
 
   // ---- Backend records (the graph's translator owns them) ----
@@ -160,12 +162,12 @@ class IrGraph {
 
   std::string name_;
   // Hashed: every rewrite looks tensors up by name; name order is made only when asked for.
-  std::unordered_map<std::string, TensorPtr> tensorMap_;
+  PooledHashMap<std::string, TensorPtr> tensorMap_;
   std::vector<TensorPtr> graphInputs_;
   std::vector<TensorPtr> graphOutputs_;
   OpSequence opList_;
   // Hashed: ops are walked in execution order (opList_), the map only finds them by name.
-  std::unordered_map<std::string, OpPtr> opMap_;
+  PooledHashMap<std::string, OpPtr> opMap_;
   std::shared_ptr<AxisOrder> axisOrder_;
   std::map<std::string, AxisFormat> tensorAxisFormats_;
   std::unique_ptr<IrVrxTranslator> translator_;

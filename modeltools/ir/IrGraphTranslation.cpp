@@ -12,6 +12,7 @@ namespace modeltools {
 std::vector<Vrx_OpConfig_t*> IrGraph::getVrxOps() {
   std::vector<Vrx_OpConfig_t*> configs;
   configs.reserve(opList_.size());
+  translator_->reserve(opList_.size(), tensorMap_.size());
   for (const auto& op : opList_) configs.push_back(translator_->getVrxOp(op, false, ""));
   return configs;
 }

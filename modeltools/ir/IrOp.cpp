@@ -12,6 +12,15 @@ bool sameTensor(const std::weak_ptr<IrTensor>& ref, const TensorPtr& tensor) {
   return !ref.owner_before(tensor) && !tensor.owner_before(ref);
 }
 
+TensorPtr lockOrThrow(const std::weak_ptr<IrTensor>& ref, const std::string& opName) {
+  auto tensor = ref.lock();
+  if (!tensor) {
+    throw std::runtime_error("modeltools::ops::IrOp::lockWeakPtr: Tensor pointer for Op " + opName +
+                             " not valid, unable to lock.");
+  }
+  return tensor;
+}
+
 }  // namespace
 
 std::ostream& operator<<(std::ostream& out, const IrOp& op) { return out << op.name() << "[" << op.type() << "]"; }
@@ -66,6 +75,7 @@ void IrOp::addInput(const TensorPtr& tensor, int32_t index) {
 }
 
 void IrOp::setTensors(const TensorList& inputs, const TensorList& outputs) {
+  reserveTensorLists(numInputs() + inputs.size(), numOutputs() + outputs.size());
   for (const auto& tensor : inputs) addInput(tensor, -1);
   for (const auto& tensor : outputs) addOutput(tensor, -1);
 }
@@ -136,20 +146,19 @@ void IrOp::replaceOutputTensor(const TensorPtr& oldTensor, const TensorPtr& newT
 TensorList IrOp::lockWeakPtr(const WeakTensorList& list) const {
   TensorList tensors;
   tensors.reserve(list.size());
-  for (const auto& ref : list) {
-    auto tensor = ref.lock();
-    if (!tensor) {
-      throw std::runtime_error("modeltools::ops::IrOp::lockWeakPtr: Tensor pointer for Op " + name_ +
-                               " not valid, unable to lock.");
-    }
-    tensors.push_back(std::move(tensor));
-  }
+  for (const auto& ref : list) tensors.push_back(lockOrThrow(ref, name_));
   return tensors;
 }
 
-TensorPtr IrOp::getInput(uint32_t index) const { return lockWeakPtr({inputs_.at(index)}).front(); }
+TensorPtr IrOp::getInput(uint32_t index) const { return lockOrThrow(inputs_.at(index), name_); }
 
-TensorPtr IrOp::getOutput(uint32_t index) const { return lockWeakPtr({outputs_.at(index)}).front(); }
+TensorPtr IrOp::getOutput(uint32_t index) const { return lockOrThrow(outputs_.at(index), name_); }
+
+void IrOp::reserveTensorLists(size_t inputs, size_t outputs) {
+  inputs_.reserve(inputs);
+  inputAxisFormats_.reserve(inputs);
+  outputs_.reserve(outputs);
+}
 
 std::vector<Dims> IrOp::getInputShapes() const {
   std::vector<Dims> shapes;

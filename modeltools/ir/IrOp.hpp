@@ -64,6 +64,8 @@ class IrOp : public std::enable_shared_from_this<IrOp> {
   void setInputAxisFormat(AxisFormat format, uint32_t index);
   void replaceInputTensor(const TensorPtr& oldTensor, const TensorPtr& newTensor);
   void replaceOutputTensor(const TensorPtr& oldTensor, const TensorPtr& newTensor);
+  // Room for this many inputs and outputs, so that wiring a new op allocates its lists once.
+  void reserveTensorLists(size_t inputs, size_t outputs);
   // Takes over another op's input and output lists, with the input axis formats recorded there.
   void takeTensorListsFrom(const IrOp& other) {
     inputs_ = other.inputs_;

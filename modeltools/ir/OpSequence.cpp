@@ -1,5 +1,6 @@
 #include "OpSequence.hpp"
 
+#include <new>
 #include <stdexcept>
 
 namespace modeltools {
@@ -13,20 +14,34 @@ struct OpSequence::Node {
   Node* parent = nullptr;
 };
 
-OpSequence::OpSequence() : seed_(0x9E3779B97F4A7C15ull) {}
+OpSequence::OpSequence() : nodeStorage_(sizeof(Node)), seed_(0x9E3779B97F4A7C15ull) {}
+
+OpSequence::Node* OpSequence::newNode(OpPtr op, uint64_t priority) {
+  void* slot = nodeStorage_.allocate();
+  return new (slot) Node{std::move(op), priority};
+}
+
+void OpSequence::deleteNode(Node* node) {
+  node->~Node();
+  nodeStorage_.deallocate(node);
+}
 
 OpSequence::~OpSequence() { destroy(root_); }
 
 void OpSequence::destroy(Node* node) {
-  // Iterative, so that a long degenerate chain can't exhaust the stack.
-  std::vector<Node*> pending;
-  if (node != nullptr) pending.push_back(node);
-  while (!pending.empty()) {
-    Node* current = pending.back();
-    pending.pop_back();
-    if (current->left != nullptr) pending.push_back(current->left);
-    if (current->right != nullptr) pending.push_back(current->right);
-    delete current;
+  // Nodes go in execution order, the order they were mostly made in, so that their slots are
+  // visited one after another. Rotating each left child up until there is none needs neither
+  // recursion nor a stack, however long a degenerate chain is.
+  while (node != nullptr) {
+    if (Node* left = node->left; left != nullptr) {
+      node->left = left->right;
+      left->right = node;
+      node = left;
+    } else {
+      Node* right = node->right;
+      deleteNode(node);
+      node = right;
+    }
   }
 }
 
@@ -121,13 +136,24 @@ size_t OpSequence::indexOf(const ops::IrOp* op) const {
 
 void OpSequence::insert(size_t index, OpPtr op) {
   if (!op) throw std::invalid_argument("modeltools::OpSequence::insert: null op");
-  if (nodes_.contains(op.get())) throw std::logic_error("modeltools::OpSequence::insert: op is already in the sequence");
-  if (index > size()) throw std::out_of_range("modeltools::OpSequence::insert: index out of range");
+  // One lookup finds a duplicate and makes the op's slot.
+  auto [slot, inserted] = nodes_.try_emplace(op.get(), nullptr);
+  if (!inserted) throw std::logic_error("modeltools::OpSequence::insert: op is already in the sequence");
+  if (index > size()) {
+    nodes_.erase(slot);
+    throw std::out_of_range("modeltools::OpSequence::insert: index out of range");
+  }
   seed_ ^= seed_ << 13;
   seed_ ^= seed_ >> 7;
   seed_ ^= seed_ << 17;
-  auto* node = new Node{std::move(op), seed_};
-  nodes_.emplace(node->op.get(), node);
+  Node* node = nullptr;
+  try {
+    node = newNode(std::move(op), seed_);
+  } catch (...) {
+    nodes_.erase(slot);
+    throw;
+  }
+  slot->second = node;
   Node* left = nullptr;
   Node* right = nullptr;
   split(root_, index, left, right);
@@ -144,7 +170,7 @@ bool OpSequence::erase(const ops::IrOp* op) {
   split(root_, index, left, right);
   split(right, 1, middle, right);
   nodes_.erase(op);
-  delete middle;
+  deleteNode(middle);
   root_ = merge(left, right);
   if (root_ != nullptr) root_->parent = nullptr;
   return true;

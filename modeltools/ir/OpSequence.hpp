@@ -4,8 +4,9 @@
 #include <cstdint>
 #include <iterator>
 #include <memory>
-#include <unordered_map>
 #include <vector>
+
+#include "NodePool.hpp"
 
 namespace modeltools {
 namespace ops {
@@ -83,10 +84,14 @@ class OpSequence {
   static void update(Node* node);
   static Node* merge(Node* left, Node* right);
   static void split(Node* node, size_t count, Node*& left, Node*& right);
-  static void destroy(Node* node);
+  void destroy(Node* node);
+
+  Node* newNode(OpPtr op, uint64_t priority);
+  void deleteNode(Node* node);
 
   Node* root_ = nullptr;
-  std::unordered_map<const ops::IrOp*, Node*> nodes_;
+  PooledHashMap<const ops::IrOp*, Node*> nodes_;
+  NodePool nodeStorage_;
   uint64_t seed_;
 };
 

@@ -63,22 +63,52 @@ T* dataOrNull(std::vector<T>& values) {
   return values.empty() ? nullptr : values.data();
 }
 
+// Characters, terminators included, that the records of the op's backend params keep.
+size_t paramTextSize(const IrAttributes& attrs) {
+  size_t size = 0;
+  for (const auto& [name, attr] : attrs) {
+    if (attr.category != attrcategory::kBackendParam) continue;
+    size += name.size() + 1;
+    const bool keepsValue = attr.attrType == attrtype::kScalar && attr.dataType == VRX_DATATYPE_STRING;
+    if (keepsValue) size += attr.stringValue.size() + 1;
+  }
+  return size;
+}
+
 }  // namespace
 
 IrVrxTranslator::IrVrxTranslator() = default;
 IrVrxTranslator::~IrVrxTranslator() = default;
 
-std::shared_ptr<IrVrxTranslator::TensorEntry> IrVrxTranslator::makeTensorEntry(const std::shared_ptr<IrTensor>& tensor,
-                                                                               bool cached) {
+void IrVrxTranslator::reserve(size_t ops, size_t tensors) {
+  opCache_.reserve(ops);
+  tensorCache_.reserve(tensors);
+}
+
+std::shared_ptr<IrVrxTranslator::TensorEntry> IrVrxTranslator::makeTensorEntry(
+    const std::shared_ptr<IrTensor>& tensor) {
   auto entry = std::make_shared<TensorEntry>();
-  entry->tensor = tensor;
-  entry->name = tensor->name();
-  entry->dims = tensor->dims();
-  entry->dynamicFlags = tensor->shape().dynamicFlags();
-  Vrx_Tensor_t& record = entry->record;
+  fillTensorEntry(*entry, tensor);
+  return entry;
+}
+
+void IrVrxTranslator::fillTensorEntry(TensorEntry& entry, const std::shared_ptr<IrTensor>& tensor) {
+  entry.tensor = tensor;
+  entry.name = tensor->name();
+  const auto& dims = tensor->dims();
+  uint32_t* storedDims = nullptr;
+  if (dims.size() > TensorEntry::kInlineRank) {
+    entry.dims = dims;
+    storedDims = entry.dims.data();
+  } else if (!dims.empty()) {
+    std::copy(dims.begin(), dims.end(), entry.inlineDims.begin());
+    storedDims = entry.inlineDims.data();
+  }
+  entry.dynamicFlags = tensor->shape().dynamicFlags();
+  Vrx_Tensor_t& record = entry.record;
   record.version = 2;
   record.id = tensor->id();
-  record.name = entry->name.c_str();
+  record.name = entry.name.c_str();
   record.type = backendTensorType(*tensor);
   record.dataFormat = VRX_TENSOR_DATA_FORMAT_DENSE;
   record.dataType = tensor->dataType();
@@ -88,17 +118,33 @@ std::shared_ptr<IrVrxTranslator::TensorEntry> IrVrxTranslator::makeTensorEntry(c
     record.sparseParams.numSpecifiedElements = tensor->numSpecifiedElements();
     record.sparseParams.numSparseDimensions = tensor->numSparseDimensions();
   }
-  record.rank = static_cast<uint32_t>(entry->dims.size());
-  record.dimensions = dataOrNull(entry->dims);
+  record.rank = static_cast<uint32_t>(dims.size());
+  record.dimensions = storedDims;
   record.memType = 0;
-  record.isDynamicDimensions = dataOrNull(entry->dynamicFlags);
-  if (!cached) {
-    translateQuantEncoding(*tensor, record.quantizeParams, entry->keepAlive);
-    return entry;
+  record.isDynamicDimensions = dataOrNull(entry.dynamicFlags);
+}
+
+std::shared_ptr<IrVrxTranslator::TensorEntry> IrVrxTranslator::tensorEntry(const std::shared_ptr<IrTensor>& tensor) {
+  if (!tensor) fail("getVrxTensor", "Invalid tensor: received null tensor pointer, expected a valid tensor");
+  // One lookup finds the record or makes the slot for a new one.
+  auto [it, inserted] = tensorCache_.try_emplace(tensor->name());
+  // A record stands while its name (which composition may have sanitized) and the name of
+  // the tensor it was made for still equal the name asked for.
+  if (!inserted && tensor->name() == it->second->record.name && it->second->tensor->name() == tensor->name()) {
+    return it->second;
   }
-  tensorCache_[tensor->name()] = entry;
+  std::shared_ptr<TensorEntry> entry;
   try {
-    translateQuantEncoding(*tensor, record.quantizeParams, entry->keepAlive);
+    entry = makeTensorEntry(tensor);
+  } catch (...) {
+    if (inserted) tensorCache_.erase(it);
+    throw;
+  }
+  // Cached before its quantization is translated, so that an array encoding that names its
+  // own tensor finds it; gone again if the translation fails.
+  it->second = entry;
+  try {
+    translateQuantEncoding(*tensor, entry->record.quantizeParams, entry->keepAlive);
   } catch (...) {
     tensorCache_.erase(tensor->name());
     throw;
@@ -106,23 +152,21 @@ std::shared_ptr<IrVrxTranslator::TensorEntry> IrVrxTranslator::makeTensorEntry(c
   return entry;
 }
 
-std::shared_ptr<IrVrxTranslator::TensorEntry> IrVrxTranslator::tensorEntry(const std::shared_ptr<IrTensor>& tensor) {
-  if (!tensor) fail("getVrxTensor", "Invalid tensor: received null tensor pointer, expected a valid tensor");
-  auto it = tensorCache_.find(tensor->name());
-  // A record stands while its name (which composition may have sanitized) and the name of
-  // the tensor it was made for still equal the name asked for.
-  if (it != tensorCache_.end() && tensor->name() == it->second->record.name &&
-      it->second->tensor->name() == tensor->name()) {
-    return it->second;
-  }
-  return makeTensorEntry(tensor, true);
-}
-
 Vrx_Tensor_t* IrVrxTranslator::getVrxTensor(const std::shared_ptr<IrTensor>& tensor) {
   return &tensorEntry(tensor)->record;
 }
 
 void IrVrxTranslator::addParams(OpEntry& entry) {
+  // The arrays are sized once: records point into them.
+  size_t params = 0;
+  size_t tensorParams = 0;
+  for (const auto& [name, attr] : *entry.op->attrs()) {
+    if (attr.category != attrcategory::kBackendParam) continue;
+    ++params;
+    if (attr.attrType == attrtype::kTensor) ++tensorParams;
+  }
+  entry.params.reserve(params);
+  entry.paramEntries.reserve(tensorParams);
   for (const auto& [name, attr] : *entry.op->attrs()) {
     if (attr.category != attrcategory::kBackendParam) continue;
     Vrx_Param_t param{};
@@ -142,11 +186,12 @@ void IrVrxTranslator::addParams(OpEntry& entry) {
       }
     } else if (attr.attrType == attrtype::kTensor && attr.tensor) {
       // A tensor param is the op's own: its record isn't shared through the cache.
-      auto tensorEntry = makeTensorEntry(attr.tensor, false);
+      TensorEntry& tensorEntry = entry.paramEntries.emplace_back();
+      fillTensorEntry(tensorEntry, attr.tensor);
+      translateQuantEncoding(*attr.tensor, tensorEntry.record.quantizeParams, tensorEntry.keepAlive);
       param.paramType = VRX_PARAMTYPE_TENSOR;
-      param.tensor = tensorEntry->record;
+      param.tensor = tensorEntry.record;
       setClientBuffer(param.tensor, *attr.tensor, false);
-      entry.paramEntries.push_back(std::move(tensorEntry));
     } else {
       fail("getVrxOp", "IrVrxTranslator::getVrxOp AttrType undefined for attribute: " + name);
     }
@@ -157,50 +202,71 @@ void IrVrxTranslator::addParams(OpEntry& entry) {
 }
 
 void IrVrxTranslator::addTensorLists(OpEntry& entry, bool omitStaticData) {
+  // Sized once: the config points into the array.
+  entry.tensors.reserve(entry.op->numInputs() + entry.op->numOutputs());
+  entry.tensorEntries.reserve(entry.op->numInputs() + entry.op->numOutputs());
   for (const auto& tensor : entry.op->getInputs()) {
     auto tensorEntry = this->tensorEntry(tensor);
-    Vrx_Tensor_t record = tensorEntry->record;
-    setClientBuffer(record, *tensor, omitStaticData);
-    entry.inputs.push_back(record);
-    entry.inputEntries.push_back(std::move(tensorEntry));
+    setClientBuffer(entry.tensors.emplace_back(tensorEntry->record), *tensor, omitStaticData);
+    entry.tensorEntries.push_back(std::move(tensorEntry));
   }
+  entry.numInputs = entry.tensors.size();
   for (const auto& tensor : entry.op->getOutputs()) {
     auto tensorEntry = this->tensorEntry(tensor);
-    entry.outputs.push_back(tensorEntry->record);
-    entry.outputEntries.push_back(std::move(tensorEntry));
+    entry.tensors.push_back(tensorEntry->record);
+    entry.tensorEntries.push_back(std::move(tensorEntry));
   }
-  entry.config.numOfInputs = static_cast<uint32_t>(entry.inputs.size());
-  entry.config.inputTensors = dataOrNull(entry.inputs);
-  entry.config.numOfOutputs = static_cast<uint32_t>(entry.outputs.size());
-  entry.config.outputTensors = dataOrNull(entry.outputs);
+  const size_t numOutputs = entry.tensors.size() - entry.numInputs;
+  entry.config.numOfInputs = static_cast<uint32_t>(entry.numInputs);
+  entry.config.inputTensors = entry.numInputs == 0 ? nullptr : entry.tensors.data();
+  entry.config.numOfOutputs = static_cast<uint32_t>(numOutputs);
+  entry.config.outputTensors = numOutputs == 0 ? nullptr : entry.tensors.data() + entry.numInputs;
 }
 
 Vrx_OpConfig_t* IrVrxTranslator::getVrxOp(const std::shared_ptr<ops::IrOp>& op, bool omitStaticData,
                                           const std::string& backendName) {
   if (!op) fail("getVrxOp", "Invalid op: received null op pointer, expected a valid op");
-  if (auto it = opCache_.find(op->name()); it != opCache_.end() && it->second->op->name() == op->name()) {
+  // One lookup finds the record or makes the slot for a new one.
+  auto [it, inserted] = opCache_.try_emplace(op->name());
+  if (!inserted && it->second->op->name() == op->name()) {
     OpEntry& entry = *it->second;
     // A record made for validation left static data out; the backend needs it.
-    for (size_t i = 0; !omitStaticData && i < entry.inputs.size(); ++i) {
-      if (entry.inputs[i].clientBuf.data == nullptr) {
-        setClientBuffer(entry.inputs[i], *entry.inputEntries[i]->tensor, false);
+    for (size_t i = 0; !omitStaticData && i < entry.numInputs; ++i) {
+      if (entry.tensors[i].clientBuf.data == nullptr) {
+        setClientBuffer(entry.tensors[i], *entry.tensorEntries[i]->tensor, false);
       }
     }
     return &entry.config;
   }
+  // A stale record stays until its replacement is complete; a new slot goes if translation fails.
+  std::shared_ptr<OpEntry>& slot = it->second;
+  try {
+    slot = makeOpEntry(op, omitStaticData, backendName);
+  } catch (...) {
+    if (inserted) opCache_.erase(op->name());
+    throw;
+  }
+  return &slot->config;
+}
+
+std::shared_ptr<IrVrxTranslator::OpEntry> IrVrxTranslator::makeOpEntry(const std::shared_ptr<ops::IrOp>& op,
+                                                                       bool omitStaticData,
+                                                                       const std::string& backendName) {
   auto entry = std::make_shared<OpEntry>();
   entry->op = op;
+  const auto& attrs = *op->attrs();
+  const std::string packageName =
+      attrs.hasAttr("packageName") ? attrs.getAttr<std::string>("packageName") : kCorePackage;
+  const std::string typeName = backendTypeOf(*op, backendName);
+  entry->strings.reserve(op->name().size() + packageName.size() + typeName.size() + 3 + paramTextSize(attrs));
   Vrx_OpConfig_t& config = entry->config;
   config.version = 1;
   config.name = entry->keep(op->name());
-  const auto& attrs = *op->attrs();
-  config.packageName =
-      entry->keep(attrs.hasAttr("packageName") ? attrs.getAttr<std::string>("packageName") : kCorePackage);
-  config.typeName = entry->keep(backendTypeOf(*op, backendName));
+  config.packageName = entry->keep(packageName);
+  config.typeName = entry->keep(typeName);
   addParams(*entry);
   addTensorLists(*entry, omitStaticData);
-  opCache_[op->name()] = entry;
-  return &entry->config;
+  return entry;
 }
 
 void IrVrxTranslator::keepWithOp(const Vrx_OpConfig_t& config, std::shared_ptr<void> storage) {

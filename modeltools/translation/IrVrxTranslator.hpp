@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "VrxBackendRecords.h"
+#include "modeltools/ir/NodePool.hpp"
 
 namespace modeltools {
 
@@ -37,6 +38,8 @@ class IrVrxTranslator {
   // `omitStaticData` leaves the data pointers of static inputs null (sizes stay);
   // `backendName` decides one rule of "Resize".
   Vrx_OpConfig_t* getVrxOp(const std::shared_ptr<ops::IrOp>& op, bool omitStaticData, const std::string& backendName);
+  // Room in the caches for records of this many ops and tensors, so that they fill without rehashing.
+  void reserve(size_t ops, size_t tensors);
   // The tensor's record, cached by name.
   Vrx_Tensor_t* getVrxTensor(const std::shared_ptr<IrTensor>& tensor);
   // Fills `params` from the tensor's quantization; what it allocates goes to `keepAlive`.
@@ -47,6 +50,8 @@ class IrVrxTranslator {
   // Throws invalid_argument for a record that isn't the current one of its cache entry.
   void keepWithOp(const Vrx_OpConfig_t& config, std::shared_ptr<void> storage);
   void keepWithTensor(const std::string& tensorName, const Vrx_Tensor_t& record, std::shared_ptr<void> storage);
+  // The same for storage that records of many ops point into: it lives as long as the translator.
+  void keepWithRecords(std::shared_ptr<void> storage) { keepAlive_.push_back(std::move(storage)); }
 
   // The backend data type of a value type, for passes that make typed constants.
   template <class T>
@@ -57,20 +62,23 @@ class IrVrxTranslator {
   struct OpEntry;
 
   std::shared_ptr<TensorEntry> tensorEntry(const std::shared_ptr<IrTensor>& tensor);
-  // A record for the tensor; a cached one enters the cache before its quantization is
-  // translated, so an array encoding that names its own tensor finds it.
-  std::shared_ptr<TensorEntry> makeTensorEntry(const std::shared_ptr<IrTensor>& tensor, bool cached);
+  // A record for the tensor, all but its quantization.
+  std::shared_ptr<TensorEntry> makeTensorEntry(const std::shared_ptr<IrTensor>& tensor);
+  void fillTensorEntry(TensorEntry& entry, const std::shared_ptr<IrTensor>& tensor);
   // `owner` is the tensor whose record holds the params; `rank` sizes the block encodings.
   void fillEncoding(const QuantInfo& info, const IrTensor& owner, uint32_t rank, Vrx_QuantizeParams_t& params,
                     KeepAlive& keepAlive);
   void fillArrayEncoding(const QuantInfo& info, const IrTensor& owner, uint32_t rank, Vrx_QuantizeParams_t& params,
                          KeepAlive& keepAlive);
+  std::shared_ptr<OpEntry> makeOpEntry(const std::shared_ptr<ops::IrOp>& op, bool omitStaticData,
+                                       const std::string& backendName);
   void addParams(OpEntry& entry);
   void addTensorLists(OpEntry& entry, bool omitStaticData);
 
+  KeepAlive keepAlive_;  // outlives the records that point into it
   // Hashed: the caches are only looked up by name, never walked in order.
-  std::unordered_map<std::string, std::shared_ptr<TensorEntry>> tensorCache_;
-  std::unordered_map<std::string, std::shared_ptr<OpEntry>> opCache_;
+  PooledHashMap<std::string, std::shared_ptr<TensorEntry>> tensorCache_;
+  PooledHashMap<std::string, std::shared_ptr<OpEntry>> opCache_;
 };
 
 template <class T>

@@ -1,10 +1,14 @@
 // Writing the optimized graph into the backend: ops in execution order, each tensor created
 // once, graph inputs and outputs under the IDs the backend gave them when the client added them.
 
+#include <algorithm>
 #include <cctype>
+#include <cstdarg>
 #include <functional>
 #include <map>
+#include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "GraphTransformer.hpp"
 #include "Logger.hpp"
@@ -13,14 +17,25 @@
 
 namespace vrx::core::graphtransformer {
 
+namespace {
+
+bool isNameCharacter(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
+
+bool isNameStart(char c) { return std::isalpha(static_cast<unsigned char>(c)) || c == '_'; }
+
+// True when sanitizing would leave the name as it is.
+bool isSanitizedTensorName(std::string_view name) {
+  return !name.empty() && isNameStart(name.front()) && std::all_of(name.begin(), name.end(), isNameCharacter);
+}
+
+}  // namespace
+
 std::string sanitizeTensorName(const std::string& name) {
   std::string sanitized = name;
   for (char& c : sanitized) {
-    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '_') c = '_';
+    if (!isNameCharacter(c)) c = '_';
   }
-  if (sanitized.empty() || (!std::isalpha(static_cast<unsigned char>(sanitized[0])) && sanitized[0] != '_')) {
-    sanitized.insert(sanitized.begin(), '_');
-  }
+  if (sanitized.empty() || !isNameStart(sanitized[0])) sanitized.insert(sanitized.begin(), '_');
   return sanitized;
 }
 
@@ -28,9 +43,15 @@ namespace {
 
 const char* textOf(const char* text) { return text != nullptr ? text : ""; }
 
+// Hashes names as strings do, for lookups by a record's own name.
+struct NameHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view name) const { return std::hash<std::string_view>{}(name); }
+};
+
 // One composition. Records handed out by the translator are changed in place; what they are
-// made to point to (sanitized names, rebuilt tensor arrays) lives in `arena_`, which every
-// record that points into it keeps alive, so a later finalize can read them again.
+// made to point to (sanitized names, rebuilt tensor arrays) lives in `arena_`, which the
+// translator keeps alive with its records, so a later finalize can read them again.
 class Composer {
  public:
   struct Setup {
@@ -46,13 +67,21 @@ class Composer {
     std::function<void(const Vrx_OpConfig_t&)> onNodeSent;
   };
 
-  explicit Composer(const Setup& setup) : s_(setup), arena_(std::make_shared<RecordArena>()) {}
+  explicit Composer(const Setup& setup)
+      : s_(setup), logger_(getLogger(setup.loggerHandle)), arena_(std::make_shared<RecordArena>()) {
+    // Once for all the op records of this composition rather than once per record.
+    s_.graph.translator().keepWithRecords(arena_);
+    // Every tensor is created at most once: the map fills without rehashing.
+    createdTensors_.reserve(s_.graph.numTensors());
+  }
 
   Vrx_Status_t composeOp(Vrx_OpConfig_t& config);
   Vrx_Status_t createDanglingInputs();
 
  private:
-  std::vector<Vrx_Tensor_t*> recordsOf(Vrx_OpConfig_t& config) const;
+  void log(uint32_t level, const char* format, ...) const __attribute__((format(printf, 3, 4)));
+  // The op's tensor records, in `records_`.
+  void collectRecords(Vrx_OpConfig_t& config);
   std::string sanitizeRecordName(Vrx_Tensor_t& record);
   Vrx_Status_t createTensor(Vrx_Tensor_t& record, const std::string& irName);
   Vrx_Status_t createContextTensor(Vrx_Tensor_t& record, const std::string& irName);
@@ -63,13 +92,25 @@ class Composer {
   Vrx_Tensor_t graphIoRecord(const Vrx_Tensor_t& record, const Vrx_OpConfig_t& config);
 
   Setup s_;
+  // Looked up once: a composition logs a few lines for every op.
+  std::shared_ptr<Logger> logger_;
   std::shared_ptr<RecordArena> arena_;
-  std::unordered_map<std::string, Vrx_Tensor_t*> createdTensors_;
+  // Found by the records' own names, without making strings of them.
+  modeltools::PooledHashMap<std::string, Vrx_Tensor_t*, NameHash, std::equal_to<>> createdTensors_;
   std::map<std::string, uint32_t> contextTensorIds_;
+  std::vector<Vrx_Tensor_t*> records_;  // reused from op to op
 };
 
+void Composer::log(uint32_t level, const char* format, ...) const {
+  if (!logger_) return;
+  va_list args;
+  va_start(args, format);
+  vlog(logger_, level, format, args);
+  va_end(args);
+}
+
 Vrx_Status_t Composer::missingFunction(const char* entry) const {
-  logTo(s_.loggerHandle, VRX_GT_LOG_ERROR, "VrxGraphTransformer: backend function table has no %s", entry);
+  log(VRX_GT_LOG_ERROR, "VrxGraphTransformer: backend function table has no %s", entry);
   return VRX_GT_ERROR_INVALID_HANDLE;
 }
 
@@ -77,21 +118,21 @@ bool isGraphOutputType(uint32_t type) {
   return type == VRX_TENSORTYPE_APP_READ || type == VRX_TENSORTYPE_UPDATEABLE_APP_READ;
 }
 
-std::vector<Vrx_Tensor_t*> Composer::recordsOf(Vrx_OpConfig_t& config) const {
-  std::vector<Vrx_Tensor_t*> records;
-  for (uint32_t i = 0; i < config.numOfInputs; ++i) records.push_back(&config.inputTensors[i]);
-  for (uint32_t i = 0; i < config.numOfOutputs; ++i) records.push_back(&config.outputTensors[i]);
+void Composer::collectRecords(Vrx_OpConfig_t& config) {
+  records_.clear();
+  for (uint32_t i = 0; i < config.numOfInputs; ++i) records_.push_back(&config.inputTensors[i]);
+  for (uint32_t i = 0; i < config.numOfOutputs; ++i) records_.push_back(&config.outputTensors[i]);
   for (uint32_t i = 0; i < config.numOfParams; ++i) {
-    if (config.params[i].paramType == VRX_PARAMTYPE_TENSOR) records.push_back(&config.params[i].tensor);
+    if (config.params[i].paramType == VRX_PARAMTYPE_TENSOR) records_.push_back(&config.params[i].tensor);
   }
-  return records;
 }
 
 // Points the record at its sanitized name and returns the name it had.
 std::string Composer::sanitizeRecordName(Vrx_Tensor_t& record) {
-  const std::string irName = textOf(record.name);
-  const std::string sanitized = sanitizeTensorName(irName);
-  if (record.name == nullptr || sanitized != irName) record.name = arena_->copyString(sanitized.c_str());
+  std::string irName = textOf(record.name);
+  if (record.name == nullptr || !isSanitizedTensorName(irName)) {
+    record.name = arena_->copyString(sanitizeTensorName(irName).c_str());
+  }
   return irName;
 }
 
@@ -100,7 +141,7 @@ Vrx_Status_t Composer::createContextTensor(Vrx_Tensor_t& record, const std::stri
     record.id = it->second;
     return VRX_GT_SUCCESS;
   }
-  logTo(s_.loggerHandle, VRX_GT_LOG_DEBUG, "Calling createContextTensor() with Context Tensor %s", record.name);
+  log(VRX_GT_LOG_DEBUG, "Calling createContextTensor() with Context Tensor %s", record.name);
   if (s_.table.createContextTensor == nullptr) return missingFunction("createContextTensor");
   const Vrx_Status_t status = s_.table.createContextTensor(s_.contextHandle, &record);
   if (status == VRX_GT_SUCCESS) contextTensorIds_[irName] = record.id;
@@ -112,7 +153,7 @@ Vrx_Status_t Composer::createTensor(Vrx_Tensor_t& record, const std::string& irN
     auto tensor = s_.graph.getTensor(irName);
     if (tensor && tensor->kind() == modeltools::tensorkind::kContext) return createContextTensor(record, irName);
   }
-  logTo(s_.loggerHandle, VRX_GT_LOG_DEBUG, "Calling createGraphTensor() with Graph Tensor %s", record.name);
+  log(VRX_GT_LOG_DEBUG, "Calling createGraphTensor() with Graph Tensor %s", record.name);
   if (s_.table.createGraphTensor == nullptr) return missingFunction("createGraphTensor");
   return s_.table.createGraphTensor(s_.graphHandle, &record);
 }
@@ -123,9 +164,9 @@ Vrx_Tensor_t Composer::graphIoRecord(const Vrx_Tensor_t& record, const Vrx_OpCon
   const std::string name = textOf(record.name);
   auto it = s_.graphIoTensors.find(name);
   if (it == s_.graphIoTensors.end()) {
-    logTo(s_.loggerHandle, VRX_GT_LOG_ERROR,
-          "Graph I/O tensor %s of op %s was not added by the client; the backend gets the op's own record",
-          name.c_str(), textOf(config.name));
+    log(VRX_GT_LOG_ERROR,
+        "Graph I/O tensor %s of op %s was not added by the client; the backend gets the op's own record",
+        name.c_str(), textOf(config.name));
     return record;
   }
   return copyTensorRecord(it->second.record(), *arena_);
@@ -150,7 +191,7 @@ Vrx_Tensor_t* Composer::rebuildTensorArray(const Vrx_OpConfig_t& config, Vrx_Ten
 }
 
 Vrx_Status_t Composer::addNode(Vrx_OpConfig_t& config, bool touchesGraphIo) {
-  logTo(s_.loggerHandle, VRX_GT_LOG_DEBUG, "Calling addNode() with Op %s", textOf(config.name));
+  log(VRX_GT_LOG_DEBUG, "Calling addNode() with Op %s", textOf(config.name));
   if (touchesGraphIo) {
     config.inputTensors = rebuildTensorArray(config, config.inputTensors, config.numOfInputs, isGraphIoTensorType);
     config.outputTensors = rebuildTensorArray(config, config.outputTensors, config.numOfOutputs, isGraphOutputType);
@@ -161,17 +202,16 @@ Vrx_Status_t Composer::addNode(Vrx_OpConfig_t& config, bool touchesGraphIo) {
 }
 
 Vrx_Status_t Composer::composeOp(Vrx_OpConfig_t& config) {
-  logTo(s_.loggerHandle, VRX_GT_LOG_DEBUG, "Composing Op %s of type %s", textOf(config.name), textOf(config.typeName));
-  s_.graph.translator().keepWithOp(config, arena_);
-  const auto records = recordsOf(config);
-  logTo(s_.loggerHandle, VRX_GT_LOG_DEBUG, "Calling validateOpConfig() for Op %s of type %s", textOf(config.name),
-        textOf(config.typeName));
+  log(VRX_GT_LOG_DEBUG, "Composing Op %s of type %s", textOf(config.name), textOf(config.typeName));
+  collectRecords(config);
+  log(VRX_GT_LOG_DEBUG, "Calling validateOpConfig() for Op %s of type %s", textOf(config.name),
+      textOf(config.typeName));
   if (s_.table.validateOpConfig == nullptr) return missingFunction("validateOpConfig");
   if (const Vrx_Status_t status = s_.table.validateOpConfig(s_.backendHandle, config); status != VRX_GT_SUCCESS) {
     return status;
   }
   bool touchesGraphIo = false;
-  for (Vrx_Tensor_t* record : records) {
+  for (Vrx_Tensor_t* record : records_) {
     // Graph inputs and outputs exist in the backend since the client added them.
     if (isGraphIoTensorType(record->type)) {
       touchesGraphIo = true;
@@ -179,7 +219,7 @@ Vrx_Status_t Composer::composeOp(Vrx_OpConfig_t& config) {
     }
     const std::string irName = sanitizeRecordName(*record);
     if (auto it = createdTensors_.find(record->name); it != createdTensors_.end()) {
-      logTo(s_.loggerHandle, VRX_GT_LOG_DEBUG, "Tensor %s has already been created, updating ID.", record->name);
+      log(VRX_GT_LOG_DEBUG, "Tensor %s has already been created, updating ID.", record->name);
       record->id = it->second->id;
       continue;
     }
@@ -193,14 +233,14 @@ Vrx_Status_t Composer::createDanglingInputs() {
   for (const auto& input : s_.graph.getInputs()) {
     Vrx_Tensor_t* record = s_.graph.getVrxTensor(input->name());
     if (record == nullptr) {
-      logTo(s_.loggerHandle, VRX_GT_LOG_ERROR, "Failed to get VRX tensor for dangling input %s", input->name().c_str());
+      log(VRX_GT_LOG_ERROR, "Failed to get VRX tensor for dangling input %s", input->name().c_str());
       continue;
     }
     s_.graph.translator().keepWithTensor(input->name(), *record, arena_);
     sanitizeRecordName(*record);
     const bool created = createdTensors_.contains(record->name);
     if (created || (record->type != VRX_TENSORTYPE_APP_WRITE && record->type != VRX_TENSORTYPE_APP_READ)) continue;
-    logTo(s_.loggerHandle, VRX_GT_LOG_DEBUG, "Calling createGraphTensor() with Dangling Input Tensor %s", record->name);
+    log(VRX_GT_LOG_DEBUG, "Calling createGraphTensor() with Dangling Input Tensor %s", record->name);
     if (s_.table.createGraphTensor == nullptr) return missingFunction("createGraphTensor");
     if (const Vrx_Status_t status = s_.table.createGraphTensor(s_.graphHandle, record); status != VRX_GT_SUCCESS) {
       return status;

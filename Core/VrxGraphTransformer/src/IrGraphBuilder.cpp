@@ -46,9 +46,9 @@ uint32_t kindOfTensorType(uint32_t type) {
 }
 
 // A record with rank above 0 but no dimensions has none to read.
-std::vector<uint32_t> dimsOf(const Vrx_Tensor_t& tensor) {
+std::span<const uint32_t> dimsOf(const Vrx_Tensor_t& tensor) {
   if (tensor.dimensions == nullptr) return {};
-  return {tensor.dimensions, tensor.dimensions + tensor.rank};
+  return {tensor.dimensions, tensor.rank};
 }
 
 std::set<uint32_t> dynamicAxesOf(const Vrx_Tensor_t& tensor, uint32_t rank) {
@@ -64,10 +64,18 @@ bool isSparseRecord(const Vrx_Tensor_t& tensor) {
   return tensor.version == 2 && tensor.sparseParams.layout == VRX_SPARSE_LAYOUT_HYBRID_COO;
 }
 
+// The record's dimensions, with its dynamic axes when asked for.
+IrTensorShape shapeOf(const Vrx_Tensor_t& tensor, bool withDynamicAxes) {
+  const auto dims = dimsOf(tensor);
+  modeltools::Dims copy(dims.begin(), dims.end());
+  if (!withDynamicAxes) return IrTensorShape(std::move(copy));
+  return IrTensorShape(std::move(copy), dynamicAxesOf(tensor, static_cast<uint32_t>(dims.size())));
+}
+
 // What tensors and static tensors take alike from a record.
-TensorFields commonFields(const Vrx_Tensor_t& tensor) {
+TensorFields commonFields(const Vrx_Tensor_t& tensor, IrTensorShape shape) {
   return TensorFields{.name = nameOf(tensor),
-                    .shape = IrTensorShape(dimsOf(tensor)),
+                    .shape = std::move(shape),
                     .dataType = tensor.dataType,
                     .floatDataType = tensor.dataType,
                     .quantizable = tensor.dataType == VRX_DATATYPE_FLOAT_32 ||
@@ -80,28 +88,24 @@ TensorFields commonFields(const Vrx_Tensor_t& tensor) {
 }  // namespace
 
 modeltools::QuantInfo IrGraphBuilder::buildQuantInfo(const Vrx_Tensor_t& tensor) {
-  const auto dims = dimsOf(tensor);
-  return modeltools::readQuantInfo(tensor.quantizeParams, tensor.dataType, std::span<const uint32_t>(dims));
+  return modeltools::readQuantInfo(tensor.quantizeParams, tensor.dataType, dimsOf(tensor));
 }
 
 std::shared_ptr<modeltools::IrTensor> IrGraphBuilder::buildIrTensor(const Vrx_Tensor_t& tensor) {
-  TensorFields fields = commonFields(tensor);
+  // A sparse tensor keeps its dimensions as bounds and has no dynamic axes.
+  const bool sparse = isSparseRecord(tensor);
+  TensorFields fields = commonFields(tensor, shapeOf(tensor, !sparse));
   fields.kind = kindOfTensorType(tensor.type);
-  if (isSparseRecord(tensor)) {
-    // A sparse tensor keeps its dimensions as bounds and has no dynamic axes.
+  if (sparse) {
     fields.sparseLayout = VRX_SPARSE_LAYOUT_HYBRID_COO;
     fields.numSpecifiedElements = tensor.sparseParams.numSpecifiedElements;
     fields.numSparseDimensions = tensor.sparseParams.numSparseDimensions;
-  } else {
-    auto dims = fields.shape.dims();
-    const auto rank = static_cast<uint32_t>(dims.size());
-    fields.shape = IrTensorShape(std::move(dims), dynamicAxesOf(tensor, rank));
   }
   return std::make_shared<modeltools::IrTensor>(std::move(fields));
 }
 
 std::shared_ptr<modeltools::IrStaticTensor> IrGraphBuilder::buildIrStaticTensor(const Vrx_Tensor_t& tensor) {
-  TensorFields fields = commonFields(tensor);
+  TensorFields fields = commonFields(tensor, shapeOf(tensor, false));
   fields.kind = modeltools::tensorkind::kStatic;
   return std::make_shared<modeltools::IrStaticTensor>(std::move(fields), clientData(tensor), tensor.clientBuf.dataSize,
                                                       false);
@@ -180,6 +184,8 @@ Vrx_Status_t IrGraphBuilder::addNode(const Vrx_OpConfig_t& opConfig) {
     return VRX_GT_ERROR_BAD_NODE_OR_OUTPUT;
   }
   auto op = modeltools::buildIrOp(opConfig);
+  op->reserveTensorLists(opConfig.inputTensors != nullptr ? opConfig.numOfInputs : 0,
+                         opConfig.outputTensors != nullptr ? opConfig.numOfOutputs : 0);
   if (const Vrx_Status_t status = connectInputs(opConfig, op); status != VRX_GT_SUCCESS) return status;
   if (const Vrx_Status_t status = connectOutputs(opConfig, op); status != VRX_GT_SUCCESS) return status;
   if (op->numInputs() == 0) return VRX_GT_SUCCESS;

@@ -69,9 +69,12 @@ void log(const std::shared_ptr<Logger>& logger, uint32_t level, const char* /*fi
   va_end(args);
 }
 
-void vlogTo(Vrx_LogHandle_t loggerHandle, uint32_t level, const char* format, va_list args) {
-  auto logger = getLogger(loggerHandle);
+void vlog(const std::shared_ptr<Logger>& logger, uint32_t level, const char* format, va_list args) {
   if (logger && wantsLevel(*logger, level)) deliver(*logger, level, format, args);
+}
+
+void vlogTo(Vrx_LogHandle_t loggerHandle, uint32_t level, const char* format, va_list args) {
+  vlog(getLogger(loggerHandle), level, format, args);
 }
 
 void logTo(Vrx_LogHandle_t loggerHandle, uint32_t level, const char* format, ...) {

@@ -25,6 +25,8 @@ void unregisterLogger(Vrx_LogHandle_t loggerHandle);
 void log(const std::shared_ptr<Logger>& logger, uint32_t level, const char* file, int line, const char* format, ...)
     __attribute__((format(printf, 5, 6)));
 
+void vlog(const std::shared_ptr<Logger>& logger, uint32_t level, const char* format, va_list args);
+
 // Looks the logger up and logs through it; silent when no logger is registered.
 void logTo(Vrx_LogHandle_t loggerHandle, uint32_t level, const char* format, ...) __attribute__((format(printf, 3, 4)));
 void vlogTo(Vrx_LogHandle_t loggerHandle, uint32_t level, const char* format, va_list args);

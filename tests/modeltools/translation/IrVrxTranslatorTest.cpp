@@ -311,6 +311,45 @@ TEST_F(TranslatorTest, ValidationRecordLeavesStaticDataOutCompositionGetsIt) {
   EXPECT_EQ(composed->inputTensors[0].clientBuf.data, nullptr);
 }
 
+TEST_F(TranslatorTest, RecordsKeepNamesAndDimensionsOfAnyLengthAndRank) {
+  const std::string longName(300, 'n');
+  auto wide = tensor("wide", {1, 2, 3, 4, 5, 6});
+  auto wider = tensor("wider", {1, 2, 3, 4, 5, 6, 7});
+  auto o = op(longName, "Custom", {wide, wider}, {tensor("scalar", {})});
+  o->attrs()->add(std::string(100, 'p'), std::string(200, 'v'), attrcategory::kBackendParam);
+  o->attrs()->add("shape", weights("shapeTensor", {1.0f, 2.0f, 3.0f}), attrcategory::kBackendParam);
+  const auto& config = translate(o);
+  EXPECT_EQ(config.name, longName);
+  EXPECT_EQ(config.params[0].name, std::string(100, 'p'));
+  EXPECT_EQ(config.params[0].scalar.value.stringValue, std::string(200, 'v'));
+  EXPECT_STREQ(config.params[1].tensor.name, "shapeTensor");
+  EXPECT_EQ(config.params[1].tensor.dimensions[0], 3u);
+  ASSERT_EQ(config.numOfInputs, 2u);
+  EXPECT_EQ(std::vector<uint32_t>(config.inputTensors[0].dimensions, config.inputTensors[0].dimensions + 6),
+            (std::vector<uint32_t>{1, 2, 3, 4, 5, 6}));
+  EXPECT_EQ(std::vector<uint32_t>(config.inputTensors[1].dimensions, config.inputTensors[1].dimensions + 7),
+            (std::vector<uint32_t>{1, 2, 3, 4, 5, 6, 7}));
+  ASSERT_EQ(config.numOfOutputs, 1u);
+  EXPECT_STREQ(config.outputTensors[0].name, "scalar");
+  EXPECT_EQ(config.outputTensors[0].rank, 0u);
+  EXPECT_EQ(config.outputTensors[0].dimensions, nullptr);
+
+  auto sink = op("sink", "Custom", {tensor("only", {2})}, {});
+  EXPECT_EQ(translate(sink).numOfOutputs, 0u);
+  EXPECT_EQ(translate(sink).outputTensors, nullptr);
+}
+
+TEST_F(TranslatorTest, AFailedTranslationLeavesNothingCached) {
+  auto o = unary("Custom");
+  AttrValue wide;
+  wide.dataType = VRX_DATATYPE_FLOAT_64;
+  o->attrs()->addValue("wide", wide);
+  EXPECT_THROW_HAS(translate(o), std::invalid_argument, "DataType unsupported for attribute: wide");
+  o->attrs()->remove("wide");
+  EXPECT_STREQ(translate(o).name, "op1");
+  EXPECT_EQ(translate(o).numOfParams, 0u);
+}
+
 TEST(TranslatorDataTypes, ValueTypesHaveTheirBackendType) {
   EXPECT_EQ(IrVrxTranslator::getVrxDataType<uint32_t>(), static_cast<uint32_t>(VRX_DATATYPE_UINT_32));
   EXPECT_EQ(IrVrxTranslator::getVrxDataType<int16_t>(), static_cast<uint32_t>(VRX_DATATYPE_INT_16));
