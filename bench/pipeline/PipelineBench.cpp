@@ -7,7 +7,9 @@
 #include <chrono>
 #include <cstring>
 #include <deque>
+#include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "VrxGraphTransformer.h"
@@ -215,5 +217,32 @@ void BM_FullPipelineThroughExports(benchmark::State& state) {
   vrx::bench::reportPeakMemory(state);
 }
 BENCHMARK(BM_FullPipelineThroughExports)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+// A yardstick for the ratio between sizes, without the library: what any graph held in the heap
+// must at least do. One named record per tensor and per op of the synthetic network (about three
+// per op), each with a small dimension list and a reference to the one before, indexed by name,
+// found once by name, then dropped. Its growth from 10,000 to 100,000 ops shows how much of the
+// pipeline's growth this machine's caches and allocator add to linear work.
+void BM_ReferenceNamedRecords(benchmark::State& state) {
+  struct Record {
+    std::string name;
+    std::vector<uint32_t> dims;
+    std::weak_ptr<Record> previous;
+  };
+  const int64_t records = state.range(0) * 3;
+  for (auto _ : state) {
+    std::unordered_map<std::string, std::shared_ptr<Record>> byName;
+    std::shared_ptr<Record> previous;
+    for (int64_t i = 0; i < records; ++i) {
+      auto record = std::make_shared<Record>(Record{"record" + std::to_string(i), {1, 8, 8, 4}, previous});
+      byName.emplace(record->name, record);
+      previous = std::move(record);
+    }
+    size_t found = 0;
+    for (int64_t i = 0; i < records; ++i) found += byName.count("record" + std::to_string(i));
+    benchmark::DoNotOptimize(found);
+  }
+}
+BENCHMARK(BM_ReferenceNamedRecords)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 }  // namespace
