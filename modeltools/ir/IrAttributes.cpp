@@ -1,5 +1,6 @@
 #include "IrAttributes.hpp"
 
+#include <algorithm>
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
@@ -19,9 +20,24 @@ void IrAttributes::addScalar(const std::string& name, T value, uint32_t dataType
   addValue(name, std::move(attr));
 }
 
+std::vector<IrAttributes::Entry>::const_iterator IrAttributes::lowerBound(const std::string& name) const {
+  return std::lower_bound(attrs_.begin(), attrs_.end(), name,
+                          [](const Entry& entry, const std::string& key) { return entry.first < key; });
+}
+
+std::vector<IrAttributes::Entry>::const_iterator IrAttributes::find(const std::string& name) const {
+  auto it = lowerBound(name);
+  return it != attrs_.end() && it->first == name ? it : attrs_.end();
+}
+
 void IrAttributes::addValue(const std::string& name, AttrValue value) {
-  attrs_.erase(name);  // the last write wins, data type and category included
-  attrs_.emplace(name, std::move(value));
+  auto it = lowerBound(name);
+  if (it != attrs_.end() && it->first == name) {
+    // The last write wins, data type and category included.
+    attrs_[static_cast<size_t>(it - attrs_.begin())].second = std::move(value);
+    return;
+  }
+  attrs_.emplace(it, name, std::move(value));
 }
 
 void IrAttributes::add(const std::string& name, bool value, uint8_t category) {
@@ -72,7 +88,7 @@ void IrAttributes::add(const std::string& name, const std::shared_ptr<IrStaticTe
 }
 
 void IrAttributes::assertAttrExists(const std::string& name) const {
-  if (!attrs_.contains(name)) {
+  if (find(name) == attrs_.end()) {
     std::ostringstream message;
     message << "modeltools::IrAttributes::assertAttrExists: Attribute '" << name
             << "' not present. Available attributes count: " << attrs_.size();
@@ -82,7 +98,7 @@ void IrAttributes::assertAttrExists(const std::string& name) const {
 
 const AttrValue& IrAttributes::get(const std::string& name) const {
   assertAttrExists(name);
-  return attrs_.at(name);
+  return find(name)->second;
 }
 
 const AttrValue& IrAttributes::scalarOfType(const std::string& name, uint32_t dataType) const {
@@ -152,12 +168,14 @@ bool IrAttributes::isInternal(const std::string& name) const {
 }
 
 void IrAttributes::remove(const std::string& name) {
-  if (attrs_.erase(name) == 0) {
+  auto it = find(name);
+  if (it == attrs_.end()) {
     std::ostringstream message;
     message << "modeltools::IrAttributes::remove: Unable to remove attribute '" << name
             << "': attribute does not exist. Available attributes count: " << attrs_.size();
     throw std::invalid_argument(message.str());
   }
+  attrs_.erase(it);
 }
 
 }  // namespace modeltools

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "VrxBackendRecords.h"
@@ -51,7 +51,9 @@ struct AttrValue {
 // the requested type must be the stored one.
 class IrAttributes {
  public:
-  using Map = std::map<std::string, AttrValue>;
+  // Kept sorted in one array: an op has a handful of attributes, and every op of a graph has a
+  // table, so one allocation per table beats one per entry.
+  using Entry = std::pair<std::string, AttrValue>;
 
   void add(const std::string& name, bool value, uint8_t category);
   void add(const std::string& name, const std::string& value, uint8_t category);
@@ -69,7 +71,7 @@ class IrAttributes {
   // An entry as it stands, for copying between tables.
   void addValue(const std::string& name, AttrValue value);
 
-  int hasAttr(const std::string& name) const { return attrs_.contains(name) ? 1 : 0; }
+  int hasAttr(const std::string& name) const { return find(name) != attrs_.end() ? 1 : 0; }
   void assertAttrExists(const std::string& name) const;
 
   // Typed getters for bool, float, int32_t, uint32_t, uint8_t and std::string.
@@ -84,15 +86,18 @@ class IrAttributes {
   void remove(const std::string& name);
   size_t count() const { return attrs_.size(); }
 
-  Map::const_iterator begin() const { return attrs_.begin(); }
-  Map::const_iterator end() const { return attrs_.end(); }
+  std::vector<Entry>::const_iterator begin() const { return attrs_.begin(); }
+  std::vector<Entry>::const_iterator end() const { return attrs_.end(); }
 
  private:
+  // The entry of that name, or the place where it would stand.
+  std::vector<Entry>::const_iterator lowerBound(const std::string& name) const;
+  std::vector<Entry>::const_iterator find(const std::string& name) const;
   template <class T>
   void addScalar(const std::string& name, T value, uint32_t dataType, uint8_t category);
   const AttrValue& scalarOfType(const std::string& name, uint32_t dataType) const;
 
-  Map attrs_;
+  std::vector<Entry> attrs_;
 };
 
 template <>
