@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <tuple>
+
 #include "HandleMap.hpp"
 #include "modeltools/ir/IrGraph.hpp"
 #include "support/LogCapture.hpp"
@@ -28,10 +31,8 @@ class BuilderTest : public ::testing::Test {
   Vrx_Status_t node(const Vrx_OpConfig_t& config) { return VrxGraphTransformer_addNode(backend.graphHandle(), config); }
   modeltools::IrGraph& graph() { return *findTransformer(backend.graphHandle())->irGraphBuilder()->getIrGraph(); }
   bool loggedErrors() const {
-    for (const auto& line : logs.lines()) {
-      if (line.level == VRX_GT_LOG_ERROR) return true;
-    }
-    return false;
+    return std::any_of(logs.lines().begin(), logs.lines().end(),
+                       [](const auto& line) { return line.level == VRX_GT_LOG_ERROR; });
   }
 
   RecordingBackend backend;
@@ -39,36 +40,26 @@ class BuilderTest : public ::testing::Test {
   Records records;
 };
 
-TEST_F(BuilderTest, TensorRecordsTheIrCannotHoldAreRefused) {
-  struct Case {
-    const char* what;
-    Vrx_Tensor_t record;
-    Vrx_Status_t status;
-  };
+TEST_F(BuilderTest, TensorRecordsTheIrCannotHoldAreRefusedSilentlyAndSecondOfANameWithAnError) {
   auto with = [&](auto change) {
     Vrx_Tensor_t t = records.tensor("t", VRX_TENSORTYPE_NATIVE, {2});
     change(t);
     return t;
   };
-  const Case cases[] = {
+  const std::tuple<const char*, Vrx_Tensor_t, Vrx_Status_t> cases[] = {
       {"sparse format", with([](auto& t) { t.dataFormat = VRX_TENSOR_DATA_FORMAT_SPARSE; }), 7005},
       {"other format", with([](auto& t) { t.dataFormat = VRX_TENSOR_DATA_FORMAT_OTHER; }), 7005},
       {"read-write", with([](auto& t) { t.type = VRX_TENSORTYPE_APP_READWRITE; }), 7004},
       {"undefined type", with([](auto& t) { t.dataType = VRX_DATATYPE_UNDEFINED; }), 7004},
       {"string type", with([](auto& t) { t.dataType = VRX_DATATYPE_STRING; }), 7004},
-      {"native with data", with([&](auto& t) {
-         t.clientBuf = {records.array<float>({1, 2}), 8};
-       }),
-       7004},
+      {"native with data", with([&](auto& t) { t.clientBuf = {records.array<float>({1, 2}), 8}; }), 7004},
       {"static without data", records.tensor("t", VRX_TENSORTYPE_STATIC, {2}), 7004},
       {"updateable static without data", records.tensor("t", VRX_TENSORTYPE_UPDATEABLE_STATIC, {2}), 7004},
   };
-  for (const auto& c : cases) EXPECT_EQ(add(c.record), c.status) << c.what;
+  for (const auto& [what, record, status] : cases) EXPECT_EQ(add(record), status) << what;
   EXPECT_TRUE(graph().tensors().empty());
   EXPECT_FALSE(loggedErrors()) << logs.dump();
-}
 
-TEST_F(BuilderTest, SecondTensorOfANameIsRefusedAndFirstStays) {
   ASSERT_EQ(add(records.tensor("t", VRX_TENSORTYPE_NATIVE, {2})), 0u);
   Vrx_Tensor_t again = records.tensor("t", VRX_TENSORTYPE_NATIVE, {5, 5});
   again.id = 77;
@@ -78,26 +69,20 @@ TEST_F(BuilderTest, SecondTensorOfANameIsRefusedAndFirstStays) {
 }
 
 TEST_F(BuilderTest, TensorTypesBecomeKindsWithUpdateableFlag) {
-  struct Case {
-    uint32_t type;
-    uint32_t kind;
-    bool updateable;
-  };
-  const Case cases[] = {{VRX_TENSORTYPE_APP_WRITE, 0, false},
-                        {VRX_TENSORTYPE_APP_READ, 1, false},
-                        {VRX_TENSORTYPE_NATIVE, 3, false},
-                        {VRX_TENSORTYPE_UPDATEABLE_NATIVE, 3, true},
-                        {VRX_TENSORTYPE_UPDATEABLE_APP_WRITE, 0, true},
-                        {VRX_TENSORTYPE_UPDATEABLE_APP_READ, 1, true},
-                        {VRX_TENSORTYPE_UPDATEABLE_APP_READWRITE, 2, true},
-                        {12, 12, false},
-                        {42, modeltools::kUndefined, false}};
-  for (const auto& c : cases) {
-    const std::string name = "t" + std::to_string(c.type);
-    ASSERT_EQ(add(records.tensor(name, c.type, {2})), 0u);
-    auto tensor = graph().getTensor(name);
-    EXPECT_EQ(tensor->kind(), c.kind) << c.type;
-    EXPECT_EQ(tensor->updateable(), c.updateable) << c.type;
+  const std::tuple<uint32_t, uint32_t, bool> cases[] = {{VRX_TENSORTYPE_APP_WRITE, 0, false},
+                                                        {VRX_TENSORTYPE_APP_READ, 1, false},
+                                                        {VRX_TENSORTYPE_NATIVE, 3, false},
+                                                        {VRX_TENSORTYPE_UPDATEABLE_NATIVE, 3, true},
+                                                        {VRX_TENSORTYPE_UPDATEABLE_APP_WRITE, 0, true},
+                                                        {VRX_TENSORTYPE_UPDATEABLE_APP_READ, 1, true},
+                                                        {VRX_TENSORTYPE_UPDATEABLE_APP_READWRITE, 2, true},
+                                                        {12, 12, false},
+                                                        {42, modeltools::kUndefined, false}};
+  for (const auto& [type, kind, updateable] : cases) {
+    const std::string name = "t" + std::to_string(type);
+    ASSERT_EQ(add(records.tensor(name, type, {2})), 0u);
+    EXPECT_EQ(graph().getTensor(name)->kind(), kind) << type;
+    EXPECT_EQ(graph().getTensor(name)->updateable(), updateable) << type;
     EXPECT_TRUE(logs.contains(VRX_GT_LOG_VERBOSE, "Added tensor to graph: Tensor Name: " + name));
   }
   EXPECT_EQ(graph().getInputs().size(), 2u);
@@ -116,8 +101,7 @@ TEST_F(BuilderTest, TensorTypesBecomeKindsWithUpdateableFlag) {
 
 TEST_F(BuilderTest, TensorsKeepNothingOfTheClientRecord) {
   Vrx_Tensor_t quantized = records.tensor("q", VRX_TENSORTYPE_NATIVE, {2, 3}, VRX_DATATYPE_UFIXED_POINT_8);
-  quantized.quantizeParams.encodingDefinition = VRX_DEFINITION_DEFINED;
-  quantized.quantizeParams.quantizationEncoding = VRX_QUANTIZATION_ENCODING_SCALE_OFFSET;
+  quantized.quantizeParams = {VRX_DEFINITION_DEFINED, VRX_QUANTIZATION_ENCODING_SCALE_OFFSET, {}};
   quantized.quantizeParams.scaleOffsetEncoding = {0.5f, 128};
   ASSERT_EQ(add(quantized), 0u);
   ASSERT_EQ(add(records.staticTensor("w", {4}, VRX_DATATYPE_UINT_8, {1, 2, 3, 4})), 0u);
@@ -145,15 +129,14 @@ TEST_F(BuilderTest, SparseAndDynamicFieldsAreReadFromVersionTwoOnly) {
   Vrx_Tensor_t sparse = records.tensor("sparse", VRX_TENSORTYPE_NATIVE, {8, 8});
   sparse.sparseParams = {VRX_SPARSE_LAYOUT_HYBRID_COO, 5, 2};
   sparse.isDynamicDimensions = records.array<uint8_t>({1, 0});
-  Vrx_Tensor_t oldSparse = sparse;
-  oldSparse.name = records.text("old");
-  oldSparse.version = 1;
   Vrx_Tensor_t dynamic = records.tensor("dynamic", VRX_TENSORTYPE_NATIVE, {4, 5, 6});
   dynamic.isDynamicDimensions = records.array<uint8_t>({0, 3, 1});
-  Vrx_Tensor_t oldDynamic = dynamic;
-  oldDynamic.name = records.text("oldDynamic");
-  oldDynamic.version = 1;
-  for (const auto& t : {sparse, oldSparse, dynamic, oldDynamic}) ASSERT_EQ(add(t), 0u);
+  for (auto [t, oldName] : {std::pair{sparse, "old"}, {dynamic, "oldDynamic"}}) {
+    ASSERT_EQ(add(t), 0u);
+    t.name = oldName;
+    t.version = 1;
+    ASSERT_EQ(add(t), 0u);
+  }
 
   auto s = graph().getTensor("sparse");
   EXPECT_TRUE(s->isSparse());
@@ -196,10 +179,14 @@ TEST_F(NodeTest, NodesAreWiredInTheOrderTheyCome) {
 }
 
 TEST_F(NodeTest, NodeRefusalsGiveTheirStatus) {
+  // A native input before its producer is refused without an error line.
+  EXPECT_EQ(node(records.op("early", "Relu", {mid}, {out})), 6007u);
+  EXPECT_FALSE(loggedErrors()) << logs.dump();
+  EXPECT_TRUE(graph().getOps().empty());
+
   ASSERT_EQ(node(records.op("n", "Relu", {in}, {mid})), 0u);
   EXPECT_EQ(node(records.op("n", "Relu", {in}, {mid})), 6005u);
   EXPECT_TRUE(logs.contains(VRX_GT_LOG_ERROR, "Node already exist in the graph, Node name: n"));
-
   EXPECT_EQ(node(records.op("a", "Relu", {records.tensor("ghost", 3, {1})}, {out})), 6007u);
   EXPECT_TRUE(logs.contains(VRX_GT_LOG_ERROR, "Input Tensor : ghost Doesn't exist in the graph"));
   EXPECT_EQ(node(records.op("b", "Relu", {in}, {records.tensor("void", 3, {1})})), 6005u);
@@ -209,13 +196,7 @@ TEST_F(NodeTest, NodeRefusalsGiveTheirStatus) {
   EXPECT_EQ(graph().getOps().size(), 1u);
 }
 
-TEST_F(NodeTest, NativeInputBeforeItsProducerIsRefusedSilently) {
-  EXPECT_EQ(node(records.op("early", "Relu", {mid}, {out})), 6007u);
-  EXPECT_FALSE(loggedErrors()) << logs.dump();
-  EXPECT_TRUE(graph().getOps().empty());
-}
-
-TEST_F(NodeTest, NodesThatAreNoNodesAddNothing) {
+TEST_F(NodeTest, NodesThatAreNoNodesAddNothingAndOpWithoutOutputsThrows) {
   Vrx_OpConfig_t newer = records.op("newer", "Relu", {in}, {mid});
   newer.version = 2;
   EXPECT_EQ(node(newer), 0u);
@@ -229,9 +210,8 @@ TEST_F(NodeTest, NodesThatAreNoNodesAddNothing) {
   EXPECT_TRUE(graph().getOps().empty());
   ASSERT_NE(graph().getTensor("mid")->producer(), nullptr);
   EXPECT_EQ(graph().getTensor("mid")->producer()->name(), "source");
-}
 
-TEST_F(NodeTest, OpWithoutOutputsFailsInTheGraphAndTheExceptionPassesThrough) {
+  // The graph refuses an op without outputs; the exception passes through the export.
   EXPECT_THROW(node(records.op("sink", "Relu", {in}, {})), std::invalid_argument);
   EXPECT_TRUE(graph().getOps().empty());
 }

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstring>
 
 #include "HandleMap.hpp"
@@ -19,31 +18,40 @@ class ExportsTest : public ::testing::Test {
  protected:
   void TearDown() override { VrxGraphTransformer_free(); }
 
-  Vrx_Status_t create(const GraphTransformerConfig& config = {}, uint32_t backendKind = VRX_GT_BACKEND_NXA) {
+  Vrx_Status_t create(const GraphTransformerConfig& config = {}, const VrxBackendFunctionTable* table = nullptr) {
     return VrxGraphTransformer_createGraph(backend.backendHandle(), backend.contextHandle(), backend.graphHandle(),
-                                           logs.handle(), "net", backend.table(), backendKind, &config);
+                                           logs.handle(), "net", table ? table : backend.table(), VRX_GT_BACKEND_NXA,
+                                           &config);
   }
   Vrx_Status_t finalize() {
     return VrxGraphTransformer_finalizeGraph(backend.graphHandle(), &finalizeArg, nullptr, backend.table());
+  }
+  Vrx_Status_t addTensor(Vrx_Tensor_t tensor) {
+    const Vrx_Status_t status = VrxGraphTransformer_addGraphTensor(backend.graphHandle(), &tensor);
+    lastId = tensor.id;
+    return status;
+  }
+  // Every export that takes the handle answers 1100.
+  void expectUnknown(Vrx_GraphHandle_t handle) {
+    Vrx_Tensor_t input = records.tensor("in", VRX_TENSORTYPE_APP_WRITE, {1, 4});
+    EXPECT_EQ(VrxGraphTransformer_addGraphTensor(handle, &input), 1100u);
+    EXPECT_EQ(VrxGraphTransformer_addNode(handle, records.op("n", "Relu", {input}, {input})), 1100u);
+    EXPECT_EQ(VrxGraphTransformer_finalizeGraph(handle, nullptr, nullptr, backend.table()), 1100u);
   }
 
   RecordingBackend backend;
   LogCapture logs;
   Records records;
   int finalizeArg = 0;
+  uint32_t lastId = 0;
 };
 
-TEST_F(ExportsTest, CreateGraphEntersTransformerUnderGraphHandle) {
-  ASSERT_EQ(create(), 0u);
-  auto transformer = findTransformer(backend.graphHandle());
-  ASSERT_NE(transformer, nullptr);
-  EXPECT_NE(transformer->irGraphBuilder(), nullptr);
-  EXPECT_TRUE(logs.contains(3, "VrxGraphTransformer initialize done"));
-}
-
-TEST_F(ExportsTest, SecondCreateGraphReplacesTransformerUnderSameHandle) {
+TEST_F(ExportsTest, CreateGraphEntersTransformerAndASecondReplacesIt) {
   ASSERT_EQ(create(), 0u);
   std::weak_ptr<core::graphtransformer::VrxGraphTransformer> first = findTransformer(backend.graphHandle());
+  ASSERT_FALSE(first.expired());
+  EXPECT_NE(first.lock()->irGraphBuilder(), nullptr);
+  EXPECT_TRUE(logs.contains(3, "VrxGraphTransformer initialize done"));
   ASSERT_EQ(create(), 0u);
   EXPECT_TRUE(first.expired());
   EXPECT_NE(findTransformer(backend.graphHandle()), nullptr);
@@ -52,34 +60,22 @@ TEST_F(ExportsTest, SecondCreateGraphReplacesTransformerUnderSameHandle) {
 TEST_F(ExportsTest, NullHandlesAreRefusedAndNothingIsEntered) {
   GraphTransformerConfig config;
   int other = 0;
-  EXPECT_EQ(VrxGraphTransformer_createGraph(nullptr, &other, backend.graphHandle(), logs.handle(), "g",
-                                            backend.table(), 1, &config),
-            1100u);
-  EXPECT_EQ(VrxGraphTransformer_createGraph(&other, nullptr, backend.graphHandle(), logs.handle(), "g",
-                                            backend.table(), 1, &config),
-            1100u);
-  EXPECT_EQ(VrxGraphTransformer_createGraph(&other, &other, nullptr, logs.handle(), "g", backend.table(), 1, &config),
-            1100u);
+  const std::tuple<void*, void*, void*> handles[] = {
+      {nullptr, &other, backend.graphHandle()}, {&other, nullptr, backend.graphHandle()}, {&other, &other, nullptr}};
+  for (const auto& [backendHandle, context, graph] : handles) {
+    EXPECT_EQ(VrxGraphTransformer_createGraph(backendHandle, context, graph, logs.handle(), "g", backend.table(), 1,
+                                              &config),
+              1100u);
+  }
   EXPECT_EQ(findTransformer(backend.graphHandle()), nullptr);
   EXPECT_EQ(findTransformer(nullptr), nullptr);
   EXPECT_TRUE(logs.contains(1, "VrxGraphTransformer initialize failed. status = 0x44c"));
 }
 
-TEST_F(ExportsTest, UnknownHandleIsAnswered1100ByEveryExport) {
-  Vrx_Tensor_t input = records.tensor("in", VRX_TENSORTYPE_APP_WRITE, {1, 4});
-  EXPECT_EQ(VrxGraphTransformer_addGraphTensor(backend.graphHandle(), &input), 1100u);
-  EXPECT_EQ(VrxGraphTransformer_addNode(backend.graphHandle(), records.op("n", "Relu", {input}, {input})), 1100u);
-  EXPECT_EQ(finalize(), 1100u);
+TEST_F(ExportsTest, UnknownAndFreedHandlesAreAnswered1100ByEveryExport) {
+  expectUnknown(backend.graphHandle());
   EXPECT_TRUE(backend.calls().empty());
-}
 
-TEST_F(ExportsTest, NullTensorIsRefused) {
-  ASSERT_EQ(create(), 0u);
-  EXPECT_EQ(VrxGraphTransformer_addGraphTensor(backend.graphHandle(), nullptr), 1100u);
-  EXPECT_TRUE(logs.contains(1, "Found NULL vrxTensor"));
-}
-
-TEST_F(ExportsTest, FreeForgetsEveryHandle) {
   RecordingBackend second;
   GraphTransformerConfig config;
   ASSERT_EQ(create(), 0u);
@@ -87,42 +83,39 @@ TEST_F(ExportsTest, FreeForgetsEveryHandle) {
                                             "other", second.table(), 3, &config),
             0u);
   EXPECT_EQ(VrxGraphTransformer_free(), 0u);
-
-  Vrx_Tensor_t input = records.tensor("in", VRX_TENSORTYPE_APP_WRITE, {1});
-  for (Vrx_GraphHandle_t handle : {backend.graphHandle(), second.graphHandle()}) {
-    EXPECT_EQ(VrxGraphTransformer_addGraphTensor(handle, &input), 1100u);
-    EXPECT_EQ(VrxGraphTransformer_addNode(handle, records.op("n", "Relu", {input}, {input})), 1100u);
-    EXPECT_EQ(VrxGraphTransformer_finalizeGraph(handle, nullptr, nullptr, backend.table()), 1100u);
-  }
+  for (Vrx_GraphHandle_t handle : {backend.graphHandle(), second.graphHandle()}) expectUnknown(handle);
   EXPECT_EQ(VrxGraphTransformer_free(), 0u);
 }
 
-TEST_F(ExportsTest, GraphInputsAndOutputsReachBackendAtOnce) {
+TEST_F(ExportsTest, NullTensorAndNullFunctionTableAreRefused) {
   ASSERT_EQ(create(), 0u);
-  const uint32_t types[] = {VRX_TENSORTYPE_APP_WRITE, VRX_TENSORTYPE_APP_READ, VRX_TENSORTYPE_NATIVE,
-                            VRX_TENSORTYPE_UPDATEABLE_APP_WRITE, VRX_TENSORTYPE_UPDATEABLE_APP_READ,
-                            VRX_TENSORTYPE_UPDATEABLE_NATIVE};
-  for (uint32_t type : types) {
-    Vrx_Tensor_t t = records.tensor("t" + std::to_string(type), type, {2, 3});
-    ASSERT_EQ(VrxGraphTransformer_addGraphTensor(backend.graphHandle(), &t), 0u);
+  EXPECT_EQ(VrxGraphTransformer_addGraphTensor(backend.graphHandle(), nullptr), 1100u);
+  EXPECT_TRUE(logs.contains(1, "Found NULL vrxTensor"));
+  EXPECT_EQ(VrxGraphTransformer_finalizeGraph(backend.graphHandle(), nullptr, nullptr, nullptr), 1100u);
+  EXPECT_FALSE(findTransformer(backend.graphHandle())->composed());
+}
+
+TEST_F(ExportsTest, GraphInputsAndOutputsReachBackendAtOnceAndTheIdComesBack) {
+  ASSERT_EQ(create(), 0u);
+  for (uint32_t type : {VRX_TENSORTYPE_APP_WRITE, VRX_TENSORTYPE_APP_READ, VRX_TENSORTYPE_NATIVE,
+                        VRX_TENSORTYPE_UPDATEABLE_APP_WRITE, VRX_TENSORTYPE_UPDATEABLE_APP_READ,
+                        VRX_TENSORTYPE_UPDATEABLE_NATIVE}) {
+    ASSERT_EQ(addTensor(records.tensor("t" + std::to_string(type), type, {2, 3})), 0u);
   }
   EXPECT_EQ(backend.namesOf(BackendCall::CreateGraphTensor), (std::vector<std::string>{"t0", "t1", "t8", "t9"}));
 
   // The backend's ID comes back in the client's record and in the transformer's copy.
-  Vrx_Tensor_t out = records.tensor("out", VRX_TENSORTYPE_APP_READ, {4});
-  ASSERT_EQ(VrxGraphTransformer_addGraphTensor(backend.graphHandle(), &out), 0u);
+  ASSERT_EQ(addTensor(records.tensor("out", VRX_TENSORTYPE_APP_READ, {4})), 0u);
   const auto& copies = findTransformer(backend.graphHandle())->graphIoTensors();
   ASSERT_TRUE(copies.contains("out"));
-  EXPECT_EQ(copies.at("out").record().id, out.id);
-  EXPECT_EQ(out.id, RecordingBackend::kFirstTensorId + 4);
+  EXPECT_EQ(copies.at("out").record().id, lastId);
+  EXPECT_EQ(lastId, RecordingBackend::kFirstTensorId + 4);
 }
 
 TEST_F(ExportsTest, GraphIoCopyKeepsFirstRecordAndOutlivesClientMemory) {
   ASSERT_EQ(create(), 0u);
-  Vrx_Tensor_t first = records.tensor("in", VRX_TENSORTYPE_APP_WRITE, {1, 8, 8, 3});
-  ASSERT_EQ(VrxGraphTransformer_addGraphTensor(backend.graphHandle(), &first), 0u);
-  Vrx_Tensor_t second = records.tensor("in", VRX_TENSORTYPE_APP_WRITE, {5});
-  VrxGraphTransformer_addGraphTensor(backend.graphHandle(), &second);
+  ASSERT_EQ(addTensor(records.tensor("in", VRX_TENSORTYPE_APP_WRITE, {1, 8, 8, 3})), 0u);
+  addTensor(records.tensor("in", VRX_TENSORTYPE_APP_WRITE, {5}));
   records.scribble();
 
   const auto& copy = findTransformer(backend.graphHandle())->graphIoTensors().at("in").record();
@@ -135,22 +128,29 @@ TEST_F(ExportsTest, GraphIoCopyKeepsFirstRecordAndOutlivesClientMemory) {
 TEST_F(ExportsTest, FailingCreateGraphTensorDoesNotChangeStatus) {
   ASSERT_EQ(create(), 0u);
   backend.failNext(BackendCall::CreateGraphTensor, 4242);
-  Vrx_Tensor_t input = records.tensor("in", VRX_TENSORTYPE_APP_WRITE, {1, 4});
-  EXPECT_EQ(VrxGraphTransformer_addGraphTensor(backend.graphHandle(), &input), 0u);
+  EXPECT_EQ(addTensor(records.tensor("in", VRX_TENSORTYPE_APP_WRITE, {1, 4})), 0u);
   ASSERT_EQ(backend.count(BackendCall::CreateGraphTensor), 1u);
   EXPECT_EQ(backend.calls()[0].status, 4242u);
 }
 
-TEST_F(ExportsTest, FunctionTableIsCopiedAtCreation) {
+TEST_F(ExportsTest, FunctionTableAndConfigurationAreCopiedAtCreationAndNullConfigMeansEmpty) {
   VrxBackendFunctionTable clientTable = *backend.table();
   GraphTransformerConfig config;
-  ASSERT_EQ(VrxGraphTransformer_createGraph(backend.backendHandle(), backend.contextHandle(), backend.graphHandle(),
-                                            0, "g", &clientTable, 1, &config),
-            0u);
+  config.allowedPasses = {"MatchGelu"};
+  config.additionalPassList = {"x"};
+  ASSERT_EQ(create(config, &clientTable), 0u);
   std::memset(static_cast<void*>(&clientTable), 0, sizeof clientTable);
-  Vrx_Tensor_t input = records.tensor("in", VRX_TENSORTYPE_APP_WRITE, {1});
-  EXPECT_EQ(VrxGraphTransformer_addGraphTensor(backend.graphHandle(), &input), 0u);
+  config.allowedPasses.clear();
+  EXPECT_EQ(addTensor(records.tensor("in", VRX_TENSORTYPE_APP_WRITE, {1})), 0u);
   EXPECT_EQ(backend.count(BackendCall::CreateGraphTensor), 1u);
+  auto transformer = findTransformer(backend.graphHandle());
+  EXPECT_EQ(transformer->allowedPasses(), (std::vector<std::string>{"MatchGelu"}));
+  EXPECT_EQ(transformer->additionalPassList(), (std::vector<std::string>{"x"}));
+
+  ASSERT_EQ(VrxGraphTransformer_createGraph(backend.backendHandle(), backend.contextHandle(), backend.graphHandle(),
+                                            0, nullptr, backend.table(), 1, nullptr),
+            0u);
+  EXPECT_TRUE(findTransformer(backend.graphHandle())->allowedPasses().empty());
 }
 
 TEST_F(ExportsTest, FirstFinalizeComposesLaterOnesOnlyFinalize) {
@@ -169,25 +169,14 @@ TEST_F(ExportsTest, FirstFinalizeComposesLaterOnesOnlyFinalize) {
   EXPECT_TRUE(logs.contains(3, "graph already composed"));
 }
 
-TEST_F(ExportsTest, DumpGraphsFailsFinalizeBeforeAnyBackendNode) {
-  GraphTransformerConfig config;
-  config.dumpGraphs = 1;
-  ASSERT_EQ(create(config), 0u);
-  EXPECT_EQ(finalize(), 1100u);
-  EXPECT_EQ(backend.count(BackendCall::AddNode), 0u);
-  EXPECT_EQ(backend.count(BackendCall::GraphFinalize), 0u);
-  EXPECT_FALSE(findTransformer(backend.graphHandle())->composed());
-  EXPECT_TRUE(logs.contains(1, "VrxGraphTransformer dumping MCF Not supported"));
-  EXPECT_TRUE(logs.contains(1, "VrxGraphTransformer optimizeGraph failed. status = 0x44c"));
-}
-
 TEST_F(ExportsTest, DumpRecordsKeepNodesWhileDumpsAreAsked) {
   GraphTransformerConfig config;
   config.dumpGraphs = 1;
   ASSERT_EQ(create(config), 0u);
   Vrx_Tensor_t in = records.tensor("in", VRX_TENSORTYPE_APP_WRITE, {1, 4});
   Vrx_Tensor_t out = records.tensor("out", VRX_TENSORTYPE_APP_READ, {1, 4});
-  VrxGraphTransformer_addNode(backend.graphHandle(), records.op("relu", "Relu", {in}, {out}, {records.scalarU32("p", 1)}));
+  VrxGraphTransformer_addNode(backend.graphHandle(),
+                              records.op("relu", "Relu", {in}, {out}, {records.scalarU32("p", 1)}));
   records.scribble();
   const auto& dumps = findTransformer(backend.graphHandle())->opDumpRecords();
   ASSERT_EQ(dumps.size(), 1u);
@@ -197,48 +186,25 @@ TEST_F(ExportsTest, DumpRecordsKeepNodesWhileDumpsAreAsked) {
   EXPECT_EQ(dumps[0].paramNames, (std::vector<std::string>{"p"}));
 }
 
-TEST_F(ExportsTest, FinalizeWithoutFunctionTableIsRefused) {
-  ASSERT_EQ(create(), 0u);
-  EXPECT_EQ(VrxGraphTransformer_finalizeGraph(backend.graphHandle(), nullptr, nullptr, nullptr), 1100u);
-  EXPECT_FALSE(findTransformer(backend.graphHandle())->composed());
-}
-
-TEST_F(ExportsTest, ConfigurationIsCopiedAndNullConfigMeansEmpty) {
-  GraphTransformerConfig config;
-  config.allowedPasses = {"MatchGelu"};
-  config.additionalPassList = {"x"};
-  ASSERT_EQ(create(config), 0u);
-  config.allowedPasses.clear();
-  auto transformer = findTransformer(backend.graphHandle());
-  EXPECT_EQ(transformer->allowedPasses(), (std::vector<std::string>{"MatchGelu"}));
-  EXPECT_EQ(transformer->additionalPassList(), (std::vector<std::string>{"x"}));
-
-  ASSERT_EQ(VrxGraphTransformer_createGraph(backend.backendHandle(), backend.contextHandle(), backend.graphHandle(),
-                                            0, nullptr, backend.table(), 1, nullptr),
-            0u);
-  EXPECT_TRUE(findTransformer(backend.graphHandle())->allowedPasses().empty());
-}
-
 // The backend frees every transformer while finalize is running; the call still holds its own.
 Vrx_Status_t finalizeThatFrees(Vrx_GraphHandle_t, void*, void*) { return VrxGraphTransformer_free() + 5; }
 
 TEST_F(ExportsTest, RunningExportKeepsTransformerAliveThroughFree) {
   VrxBackendFunctionTable table = *backend.table();
   table.graphFinalize = finalizeThatFrees;
-  GraphTransformerConfig config;
-  ASSERT_EQ(VrxGraphTransformer_createGraph(backend.backendHandle(), backend.contextHandle(), backend.graphHandle(),
-                                            0, "g", &table, 1, &config),
-            0u);
+  ASSERT_EQ(create({}, &table), 0u);
   EXPECT_EQ(VrxGraphTransformer_finalizeGraph(backend.graphHandle(), nullptr, nullptr, &table), 5u);
   EXPECT_EQ(findTransformer(backend.graphHandle()), nullptr);
 }
 
 TEST(DataTypeNames, KnownValuesHaveTheirNameOthersUnknown) {
-  EXPECT_STREQ(VrxGraphTransformer_dataTypeName(VRX_DATATYPE_FLOAT_32), "VRX_DATATYPE_FLOAT_32");
-  EXPECT_STREQ(VrxGraphTransformer_dataTypeName(VRX_DATATYPE_UFIXED_POINT_8), "VRX_DATATYPE_UFIXED_POINT_8");
-  EXPECT_STREQ(VrxGraphTransformer_dataTypeName(VRX_DATATYPE_UNDEFINED), "VRX_DATATYPE_UNDEFINED");
-  EXPECT_STREQ(VrxGraphTransformer_dataTypeName(3), "UNKNOWN");
-  EXPECT_STREQ(VrxGraphTransformer_dataTypeName(563), "UNKNOWN");
+  for (const auto& [type, name] : {std::pair<uint32_t, const char*>{VRX_DATATYPE_FLOAT_32, "VRX_DATATYPE_FLOAT_32"},
+                                   {VRX_DATATYPE_UFIXED_POINT_8, "VRX_DATATYPE_UFIXED_POINT_8"},
+                                   {VRX_DATATYPE_UNDEFINED, "VRX_DATATYPE_UNDEFINED"},
+                                   {3, "UNKNOWN"},
+                                   {563, "UNKNOWN"}}) {
+    EXPECT_STREQ(VrxGraphTransformer_dataTypeName(type), name) << type;
+  }
 }
 
 }  // namespace

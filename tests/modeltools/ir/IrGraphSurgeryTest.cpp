@@ -36,15 +36,18 @@ class SurgeryTest : public ::testing::Test {
     return info;
   }
 
+  // A graph input "in" read by a chain of ops given as "name:Type ...".
+  void chainFromInput(const std::string& steps) {
+    b.input("in");
+    b.chain("in", steps);
+  }
+
   IrGraph graph{"g"};
   GraphBuilder b{graph};
 };
 
-// ---- inject -------------------------------------------------------------------------------------
-
 TEST_F(SurgeryTest, InjectBehindAProducerTakesAllReadersAndStandsRightBehindIt) {
-  b.input("in");
-  b.chain("in", "a:Relu");
+  chainFromInput("a:Relu");
   b.op("r1", "Relu", {"a"});
   b.op("r2", "Relu", {"a"});
   graph.inject(newOp("x", "Neg"), "a", "x_out", {}, AxisFormat::NHWC, false, false);
@@ -76,8 +79,7 @@ TEST_F(SurgeryTest, InjectOnAGraphInputStandsBeforeTheFirstMovedReader) {
 }
 
 TEST_F(SurgeryTest, InjectRefusesMissingTensorsAndForeignReaders) {
-  b.input("in");
-  b.chain("in", "a:Relu");
+  chainFromInput("a:Relu");
   b.op("other", "Relu", {"in"});
   EXPECT_THROW_MSG(graph.inject(nullptr, "a", "x", {}, AxisFormat::NF, false, false), std::runtime_error,
                    "modeltools::IrGraph::inject: " + kNullOp);
@@ -95,8 +97,6 @@ TEST_F(SurgeryTest, InjectRefusesMissingTensorsAndForeignReaders) {
   graph.injectAtIndex(newOp("z"), "in", "z_out", 1, {}, AxisFormat::NF, false, false);  // the caller's position
   EXPECT_EQ(opOrder(graph), "a z other");
 }
-
-// ---- implicit permutes --------------------------------------------------------------------------
 
 TEST_F(SurgeryTest, ImplicitPermuteIsMadeOnceAndReusedForLaterReaders) {
   GraphBuilder b4(graph, {1, 3, 8, 8});
@@ -138,8 +138,7 @@ TEST_F(SurgeryTest, PermuteUtilitiesActOnlyOnTheirFormats) {
 }
 
 TEST_F(SurgeryTest, ImplicitPermuteRefusals) {
-  b.input("in");
-  b.chain("in", "a:Relu r:Relu");
+  chainFromInput("a:Relu r:Relu");
   EXPECT_THROW_MSG(graph.injectImplicitPermute("nope", AxisFormat::NHWC, {0, 1}, {}), std::invalid_argument,
                    "modeltools::IrGraph::injectImplicitPermute: Can't inject a permute onto a tensor nope which is not "
                    "in the graph");
@@ -152,11 +151,8 @@ TEST_F(SurgeryTest, ImplicitPermuteRefusals) {
                    "modeltools::IrGraph::addTensor: Tensor a.NF already exists!");
 }
 
-// ---- moving and removing ------------------------------------------------------------------------
-
 TEST_F(SurgeryTest, MoveOpToIndexCountsPositionsAfterRemoval) {
-  b.input("in");
-  b.chain("in", "a:Relu b:Relu c:Relu");
+  chainFromInput("a:Relu b:Relu c:Relu");
   graph.moveOptoIndex(graph.getOp("a"), 2);  // the last position: length minus 1
   EXPECT_EQ(opOrder(graph), "b c a");
   graph.moveOptoIndex(graph.getOp("a"), 0);
@@ -169,8 +165,7 @@ TEST_F(SurgeryTest, MoveOpToIndexCountsPositionsAfterRemoval) {
 }
 
 TEST_F(SurgeryTest, PruneRefusesOpsWithReadersUnlessForced) {
-  b.input("in");
-  b.chain("in", "a:Relu b:Relu c:Relu");
+  chainFromInput("a:Relu b:Relu c:Relu");
   EXPECT_THROW_MSG(graph.prune(graph.getOp("b"), false), std::runtime_error,
                    "modeltools::IrGraph::prune: Cannot prune op b[Relu] which has atleast one successor: c[Relu]");
   graph.prune(graph.getOp("c"), false);
@@ -204,11 +199,8 @@ TEST_F(SurgeryTest, RemoveOpAsConsumerTakesOneEdgeAway) {
                    "is not a consumer of tensor in");
 }
 
-// ---- replace ------------------------------------------------------------------------------------
-
-TEST_F(SurgeryTest, ReplaceKeepsThePositionTheTensorsAndTheTrace) {
-  b.input("in");
-  b.chain("in", "a:Relu old:Relu c:Relu");
+TEST_F(SurgeryTest, ReplaceKeepsThePositionTheTensorsAndTheTraceAndWarnsWhenTheNewOpIsWiredAlready) {
+  chainFromInput("a:Relu old:Relu c:Relu");
   graph.setTraceSources(tracekind::kOp, "old", {{tracekind::kOp, "src_old"}});
   graph.replace(graph.getOp("old"), newOp("new", "Sigmoid"), "");
   EXPECT_EQ(opOrder(graph), "a new c");
@@ -218,6 +210,16 @@ TEST_F(SurgeryTest, ReplaceKeepsThePositionTheTensorsAndTheTrace) {
   EXPECT_TRUE(graph.getTraceSources(tracekind::kOp, "old").empty());
   EXPECT_EQ(graph.getTraceSources(tracekind::kOp, "new"), (std::vector<TraceSource>{{tracekind::kOp, "src_old"}}));
   EXPECT_EQ(wiringProblem(graph), "");
+
+  auto wired = newOp("w");
+  wired->addInput(graph.getTensor("in"), -1);
+  ::testing::internal::CaptureStdout();
+  graph.replace(graph.getOp("a"), wired, "");
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+            "modeltools::IrGraph::replace: The replacement Op: w[Relu] already has inputs/outputs which might be "
+            "replaced with those of the original op.\n\n");
+  EXPECT_EQ(wired->numInputs(), 1u);
+  EXPECT_THROW_MSG(graph.replace(wired, nullptr, ""), std::runtime_error, "modeltools::IrGraph::replace: " + kNullOp);
 }
 
 TEST_F(SurgeryTest, ReplaceTakesTheGraphsAxisOrderUnlessNamed) {
@@ -231,23 +233,8 @@ TEST_F(SurgeryTest, ReplaceTakesTheGraphsAxisOrderUnlessNamed) {
   EXPECT_EQ(caffe.getTensor("b")->axisFormat(), AxisFormat::NHWC);
 }
 
-TEST_F(SurgeryTest, ReplaceWarnsWhenTheNewOpIsWiredAlready) {
-  b.input("in");
-  b.chain("in", "a:Relu");
-  auto wired = newOp("w");
-  wired->addInput(graph.getTensor("in"), -1);
-  ::testing::internal::CaptureStdout();
-  graph.replace(graph.getOp("a"), wired, "");
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(),
-            "modeltools::IrGraph::replace: The replacement Op: w[Relu] already has inputs/outputs which might be "
-            "replaced with those of the original op.\n\n");
-  EXPECT_EQ(wired->numInputs(), 1u);
-  EXPECT_THROW_MSG(graph.replace(wired, nullptr, ""), std::runtime_error, "modeltools::IrGraph::replace: " + kNullOp);
-}
-
 TEST_F(SurgeryTest, OperationsAcceptReferencesIntoTheGraphsOwnContainers) {
-  b.input("in");
-  b.chain("in", "a:Relu b:Relu c:Identity d:Relu e:Relu");
+  chainFromInput("a:Relu b:Relu c:Identity d:Relu e:Relu");
   graph.replace(graph.getOps().at(1), newOp("b2"), "");
   EXPECT_FALSE(graph.hasOp("b"));
   graph.squashIdentity(*graph.getTensor("b")->consumers().begin(), false);
@@ -258,11 +245,8 @@ TEST_F(SurgeryTest, OperationsAcceptReferencesIntoTheGraphsOwnContainers) {
   EXPECT_EQ(graph.getOp("d")->numInputs(), 0u);
 }
 
-// ---- squash -------------------------------------------------------------------------------------
-
 TEST_F(SurgeryTest, SquashIntoASingleReaderInputKeepsTheGraphOutputName) {
-  b.input("in");
-  b.chain("in", "a:Relu b:Reshape");
+  chainFromInput("a:Relu b:Reshape");
   b.output("b");
   graph.squash(graph.getOp("b"), "a", false, false);
   EXPECT_EQ(opOrder(graph), "a");
@@ -288,8 +272,7 @@ TEST_F(SurgeryTest, SquashDropsOtherInputsLeftWithoutReaders) {
 }
 
 TEST_F(SurgeryTest, SquashKeepingTheInputMovesReadersTraceAndQuantization) {
-  b.input("in");
-  b.chain("in", "a:Relu b:Relu");
+  chainFromInput("a:Relu b:Relu");
   b.op("c1", "Relu", {"b"});
   b.op("c2", "Relu", {"b"});
   graph.setTraceSources(tracekind::kOp, "b", {{tracekind::kOp, "src_b"}});
@@ -330,9 +313,13 @@ TEST_F(SurgeryTest, SquashRefusals) {
   EXPECT_EQ(opOrder(graph), "a b side two shape");
 }
 
-TEST_F(SurgeryTest, SquashIdentityKeepsTheOutputAndMergesTraceAndQuantization) {
-  b.input("in");
-  b.chain("in", "a:Relu id:Identity c:Relu");
+TEST_F(SurgeryTest, SquashIdentityKeepsTheOutputAndMergesTraceAndQuantizationButKeepsAGraphInput) {
+  chainFromInput("pre:Identity a:Relu id:Identity c:Relu");
+  graph.squashIdentity(graph.getOp("pre"), false);
+  EXPECT_TRUE(graph.hasTensor("in"));
+  EXPECT_FALSE(graph.hasTensor("pre"));
+  EXPECT_EQ(readers("in"), (std::set<std::string>{"a"}));
+
   b.op("peer", "Relu", {"a"});
   graph.setTraceSources(tracekind::kOp, "id", {{tracekind::kOp, "src_id"}});
   graph.setTraceSources(tracekind::kTensor, "a", {{tracekind::kTensor, "src_a"}});
@@ -346,16 +333,6 @@ TEST_F(SurgeryTest, SquashIdentityKeepsTheOutputAndMergesTraceAndQuantization) {
   EXPECT_EQ(graph.getTraceSources(tracekind::kTensor, "id"),
             (std::vector<TraceSource>{{tracekind::kOp, "src_id"}, {tracekind::kTensor, "src_a"}}));
   EXPECT_EQ(wiringProblem(graph), "");
-}
-
-TEST_F(SurgeryTest, SquashIdentityBehindAGraphInputKeepsTheInput) {
-  b.input("in");
-  b.chain("in", "id:Identity c:Relu");
-  graph.squashIdentity(graph.getOp("id"), false);
-  EXPECT_EQ(opOrder(graph), "c");
-  EXPECT_TRUE(graph.hasTensor("in"));
-  EXPECT_FALSE(graph.hasTensor("id"));
-  EXPECT_EQ(readers("in"), (std::set<std::string>{"c"}));
 }
 
 TEST_F(SurgeryTest, SquashIdentityRefusals) {
@@ -375,8 +352,6 @@ TEST_F(SurgeryTest, SquashIdentityRefusals) {
   EXPECT_THROW_MSG(graph.squashIdentity(nullptr, false), std::runtime_error, head + kNullOp);
 }
 
-// ---- readers and roles --------------------------------------------------------------------------
-
 TEST_F(SurgeryTest, TransferConsumersAcceptsTheTensorsOwnSet) {
   b.input("in");
   b.input("other");
@@ -392,8 +367,7 @@ TEST_F(SurgeryTest, TransferConsumersAcceptsTheTensorsOwnSet) {
 }
 
 TEST_F(SurgeryTest, TransferGraphOutputKeepsThePositionAndIgnoresOtherKinds) {
-  b.input("in");
-  b.chain("in", "a:Relu b:Relu c:Relu");
+  chainFromInput("a:Relu b:Relu c:Relu");
   b.output("a");
   b.output("b");
   graph.transferGraphOutputTensor(graph.getTensor("a"), graph.getTensor("c"));
@@ -412,8 +386,7 @@ TEST_F(SurgeryTest, TransferGraphOutputKeepsThePositionAndIgnoresOtherKinds) {
 }
 
 TEST_F(SurgeryTest, UpdateTensorTypeKeepsTheInputAndOutputListsInStep) {
-  b.input("in");
-  b.chain("in", "a:Relu b:Relu");
+  chainFromInput("a:Relu b:Relu");
   b.output("a");
   b.output("b");
   graph.updateTensorType("a", tensorkind::kNative);

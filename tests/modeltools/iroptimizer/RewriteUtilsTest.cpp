@@ -27,8 +27,7 @@ class VerboseScope {
 class RewriteUtilsTest : public ::testing::Test {
  protected:
   template <class T>
-  StaticTensorPtr constant(const std::string& name, const Dims& dims, const std::vector<T>& values,
-                           uint32_t dataType) {
+  StaticTensorPtr constant(const std::string& name, const Dims& dims, const std::vector<T>& values, uint32_t dataType) {
     return graph.addStaticTensor(
         TensorFields{.name = name, .shape = IrTensorShape(dims), .dataType = dataType, .kind = tensorkind::kStatic},
         values.data(), static_cast<uint32_t>(values.size() * sizeof(T)));
@@ -38,10 +37,12 @@ class RewriteUtilsTest : public ::testing::Test {
   }
   // A rank-1 perm attribute for a "Transpose" made by the builder.
   static void setPerm(const OpPtr& op, const U32& perm) {
-    auto tensor = std::make_shared<IrStaticTensor>(
-        TensorFields{.name = "perm", .shape = IrTensorShape(Dims{static_cast<uint32_t>(perm.size())}),
-                   .dataType = VRX_DATATYPE_UINT_32, .kind = tensorkind::kStatic},
-        perm.data(), static_cast<uint32_t>(perm.size() * sizeof(uint32_t)));
+    auto tensor =
+        std::make_shared<IrStaticTensor>(TensorFields{.name = "perm",
+                                                      .shape = IrTensorShape(Dims{static_cast<uint32_t>(perm.size())}),
+                                                      .dataType = VRX_DATATYPE_UINT_32,
+                                                      .kind = tensorkind::kStatic},
+                                         perm.data(), static_cast<uint32_t>(perm.size() * sizeof(uint32_t)));
     op->attrs()->add("perm", tensor, attrcategory::kBackendParam);
   }
   static std::vector<std::string> readerNames(const TensorPtr& tensor) {
@@ -49,6 +50,14 @@ class RewriteUtilsTest : public ::testing::Test {
     for (const auto& reader : tensor->consumers()) names.push_back(reader->name());
     std::sort(names.begin(), names.end());
     return names;
+  }
+  // w -> Transpose t -> Relu relu, with t's output already shaped like the transposed data.
+  OpPtr transposeOfConstant() {
+    auto transpose = b.op("t", "Transpose", {"w"});
+    setPerm(transpose, {1, 0});
+    graph.getTensor("t")->setShape(Dims{3, 2});
+    b.op("relu", "Relu", {"t"});
+    return transpose;
   }
   std::vector<std::string> opsOfType(const std::string& type) const {
     std::vector<std::string> names;
@@ -62,9 +71,7 @@ class RewriteUtilsTest : public ::testing::Test {
   GraphBuilder b{graph};
 };
 
-// ---- constants ----------------------------------------------------------------------------------
-
-TEST_F(RewriteUtilsTest, GetConstValueReadsOneElementOfEachAcceptedTypeAndNamesEveryRefusal) {
+TEST_F(RewriteUtilsTest, ScalarReadersTakeOneElementOfEachAcceptedTypeAndNameEveryRefusal) {
   EXPECT_FLOAT_EQ(getConstValue(floats("f", {1}, {2.5f})), 2.5f);
   EXPECT_FLOAT_EQ(getConstValue(constant<int32_t>("i", {1}, {-3}, VRX_DATATYPE_INT_32)), -3.0f);
   EXPECT_FLOAT_EQ(getConstValue(constant<uint32_t>("u", {1, 1}, {7}, VRX_DATATYPE_UINT_32)), 7.0f);
@@ -75,14 +82,13 @@ TEST_F(RewriteUtilsTest, GetConstValueReadsOneElementOfEachAcceptedTypeAndNamesE
                    "getConstValue: Expected 1 element but found 2");
   EXPECT_THROW_MSG(getConstValue(constant<int8_t>("byte", {1}, {1}, VRX_DATATYPE_INT_8)), std::runtime_error,
                    "getConstValue: Found Unsupported VRX datatype in getConstValue function.");
-}
 
-TEST_F(RewriteUtilsTest, StaticFloatScalarIsOnlyAOneElementFloatConstant) {
+  // A static float scalar is only a one-element float constant.
   double value = 0;
-  EXPECT_TRUE(getStaticFloatScalar(constant<uint16_t>("h", {1}, {0x3C00}, VRX_DATATYPE_FLOAT_16), value));
+  EXPECT_TRUE(getStaticFloatScalar(constant<uint16_t>("h_one", {1}, {0x3C00}, VRX_DATATYPE_FLOAT_16), value));
   EXPECT_DOUBLE_EQ(value, 1.0);
-  EXPECT_FALSE(getStaticFloatScalar(constant<int32_t>("i", {1}, {1}, VRX_DATATYPE_INT_32), value));
-  EXPECT_FALSE(getStaticFloatScalar(floats("pair", {2}, {1.0f, 1.0f}), value));
+  EXPECT_FALSE(getStaticFloatScalar(constant<int32_t>("i_one", {1}, {1}, VRX_DATATYPE_INT_32), value));
+  EXPECT_FALSE(getStaticFloatScalar(floats("equal_pair", {2}, {1.0f, 1.0f}), value));
   EXPECT_FALSE(getStaticFloatScalar(b.input("x"), value));
 }
 
@@ -105,15 +111,13 @@ TEST_F(RewriteUtilsTest, AllElementsEqualDeclinesQuietlyWhereTheStrictFormThrows
                    "allElementsEqualToValue: Tensor has zero elements");
 }
 
-TEST_F(RewriteUtilsTest, AnyElementNegativeLooksAtSignedAndFloatData) {
+TEST_F(RewriteUtilsTest, AnyElementNegativeLooksAtSignedAndFloatDataAndU32ListsTakeTheFirstDimensionManyValues) {
   EXPECT_TRUE(anyElementNegative(constant<int8_t>("s", {2}, {3, -1}, VRX_DATATYPE_INT_8)));
   EXPECT_FALSE(anyElementNegative(floats("f", {2}, {0.0f, 2.0f})));
   EXPECT_FALSE(anyElementNegative(constant<uint8_t>("u", {2}, {255, 0}, VRX_DATATYPE_UINT_8)));
   EXPECT_THROW_MSG(anyElementNegative(nullptr), std::runtime_error,
                    "anyElementNegative: Null tensor passed to anyElementNegative");
-}
 
-TEST_F(RewriteUtilsTest, U32ListTakesTheFirstDimensionManyValues) {
   EXPECT_EQ(staticTensorToU32List(constant<uint32_t>("l", {3}, {4, 0, 9}, VRX_DATATYPE_UINT_32)), (U32{4, 0, 9}));
   EXPECT_TRUE(staticTensorToU32List(nullptr).empty());
   // Four bytes hold one 32-bit value, not four.
@@ -139,8 +143,6 @@ TEST_F(RewriteUtilsTest, ToleranceIsAgainstTheSecondArgument) {
   EXPECT_FALSE(allNearZero(small, 2));
   EXPECT_TRUE(allNearZero(nullptr, 0));
 }
-
-// ---- shapes and permutations --------------------------------------------------------------------
 
 TEST_F(RewriteUtilsTest, PermutationHelpers) {
   EXPECT_EQ(getInversePermutation({0, 2, 3, 1}), (U32{0, 3, 1, 2}));
@@ -173,8 +175,6 @@ TEST_F(RewriteUtilsTest, UniqueNamesCountFromZeroPastTheNamesTaken) {
   b.tensor("t_1");
   EXPECT_EQ(generateUniqueTensorName(graph, "t"), "t_2");
 }
-
-// ---- transposes ---------------------------------------------------------------------------------
 
 TEST_F(RewriteUtilsTest, InjectTransposeNamesItAfterTheTensorAndThePermutation) {
   GraphBuilder wide(graph, {1, 2, 3, 4});
@@ -261,12 +261,7 @@ TEST_F(RewriteUtilsTest, InsertOrReuseTransposeNeverReusesTheOpItself) {
 
 TEST_F(RewriteUtilsTest, SquashConstantTransposeIntoThePreviousTensorKeepsTheOutputName) {
   floats("w", {2, 3}, {0, 1, 2, 3, 4, 5});
-  auto transpose = b.op("t", "Transpose", {"w"});
-  setPerm(transpose, {1, 0});
-  graph.getTensor("t")->setShape(Dims{3, 2});
-  b.op("relu", "Relu", {"t"});
-
-  ASSERT_TRUE(squashConstantTranspose(transpose, graph, false));
+  ASSERT_TRUE(squashConstantTranspose(transposeOfConstant(), graph, false));
   EXPECT_EQ(opOrder(graph), "relu");
   const auto data = graph.getStaticTensor("t");
   ASSERT_TRUE(data);
@@ -284,17 +279,14 @@ TEST_F(RewriteUtilsTest, SquashConstantTransposeMapsTheQuantizationAxis) {
   perChannel.axisEncodings = {ScaleOffsetInfo{.bitwidth = 8, .scale = 0.5f},
                               ScaleOffsetInfo{.bitwidth = 8, .scale = 0.25f}};
   const std::vector<uint8_t> bytes = {0, 1, 2, 3, 4, 5};
-  graph.addStaticTensor(TensorFields{.name = "w", .shape = IrTensorShape(Dims{2, 3}),
-                                   .dataType = VRX_DATATYPE_UFIXED_POINT_8, .quantizable = true,
-                                   .quantInfo = perChannel,
-                                   .kind = tensorkind::kStatic},
+  graph.addStaticTensor(TensorFields{.name = "w",
+                                     .shape = IrTensorShape(Dims{2, 3}),
+                                     .dataType = VRX_DATATYPE_UFIXED_POINT_8,
+                                     .quantizable = true,
+                                     .quantInfo = perChannel,
+                                     .kind = tensorkind::kStatic},
                         bytes.data(), static_cast<uint32_t>(bytes.size()));
-  auto transpose = b.op("t", "Transpose", {"w"});
-  setPerm(transpose, {1, 0});
-  graph.getTensor("t")->setShape(Dims{3, 2});
-  b.op("relu", "Relu", {"t"});
-
-  ASSERT_TRUE(squashConstantTranspose(transpose, graph, true));
+  ASSERT_TRUE(squashConstantTranspose(transposeOfConstant(), graph, true));
   const auto data = std::dynamic_pointer_cast<IrStaticTensor>(graph.getOp("relu")->getInput(0));
   ASSERT_TRUE(data);
   EXPECT_EQ(data->quantInfo().axis, 1);
@@ -330,8 +322,6 @@ TEST_F(RewriteUtilsTest, SquashConstantTransposeStopsAtGraphOutputsAndSaysWhyWhe
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
 }
 
-// ---- matmul checks ------------------------------------------------------------------------------
-
 TEST_F(RewriteUtilsTest, MatmulDimsReduceOverTheWeightAxisThatTransposeIn1Names) {
   b.input("x");
   floats("w", {4, 2}, std::vector<float>(8, 0.0f));
@@ -365,31 +355,13 @@ TEST_F(RewriteUtilsTest, MatmulChecksRefuseDynamicAxesAndSaySo) {
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "matmulValidateDims" + tail + "matmulValidateBias" + tail);
 }
 
-// ---- moving readers -----------------------------------------------------------------------------
-
-TEST_F(RewriteUtilsTest, ReplaceAllUsersMovesEveryReaderAndTheOldName) {
+TEST_F(RewriteUtilsTest, ReplaceAllUsersChecksQuantizationAndTypeOnlyWhenAskedButShapesAlwaysThenMovesReadersAndName) {
   b.input("x");
   b.op("old", "Relu", {"x"});
   b.op("r1", "Relu", {"old"});
   b.op("r2", "Relu", {"old"});
   b.op("fresh", "Tanh", {"x"});
-  graph.getTensor("fresh")->setDataType(VRX_DATATYPE_FLOAT_16);  // ignored without the check
-  const auto oldTensor = graph.getTensor("old"), newTensor = graph.getTensor("fresh");
-
-  replaceAllUsers(graph, newTensor, oldTensor, false);
-  EXPECT_EQ(readerNames(newTensor), (std::vector<std::string>{"r1", "r2"}));
-  EXPECT_TRUE(oldTensor->consumers().empty());
-  EXPECT_EQ(graph.getTensor("old"), newTensor);  // the survivor bears the old name
-  EXPECT_EQ(graph.getTensor("fresh"), oldTensor);
-  EXPECT_EQ(graph.getOp("r1")->getInput(0), newTensor);
-}
-
-TEST_F(RewriteUtilsTest, ReplaceAllUsersChecksQuantizationAndTypeOnlyWhenAskedButShapesAlways) {
-  b.input("x");
-  b.op("old", "Relu", {"x"});
-  b.op("reader", "Relu", {"old"});
-  b.op("other_type", "Tanh", {"x"});
-  graph.getTensor("other_type")->setDataType(VRX_DATATYPE_FLOAT_16);
+  graph.getTensor("fresh")->setDataType(VRX_DATATYPE_FLOAT_16);
   b.op("other_quant", "Tanh", {"x"});
   QuantInfo quant;
   quant.encoding = VRX_QUANTIZATION_ENCODING_SCALE_OFFSET;
@@ -397,15 +369,22 @@ TEST_F(RewriteUtilsTest, ReplaceAllUsersChecksQuantizationAndTypeOnlyWhenAskedBu
   graph.getTensor("other_quant")->setQuantInfo(quant);
   b.op("other_shape", "Tanh", {"x"});
   graph.getTensor("other_shape")->setShape(Dims{4, 1});
-  const auto old = graph.getTensor("old");
+  const auto oldTensor = graph.getTensor("old"), newTensor = graph.getTensor("fresh");
 
-  EXPECT_THROW_MSG(replaceAllUsers(graph, graph.getTensor("other_type"), old, true), std::runtime_error,
+  EXPECT_THROW_MSG(replaceAllUsers(graph, newTensor, oldTensor, true), std::runtime_error,
                    "replaceAllUsers: DataType must match for both the tensors");
-  EXPECT_THROW_MSG(replaceAllUsers(graph, graph.getTensor("other_quant"), old, true), std::runtime_error,
+  EXPECT_THROW_MSG(replaceAllUsers(graph, graph.getTensor("other_quant"), oldTensor, true), std::runtime_error,
                    "replaceAllUsers: QInfo must match for both the tensors");
-  EXPECT_THROW_MSG(replaceAllUsers(graph, graph.getTensor("other_shape"), old, false), std::runtime_error,
+  EXPECT_THROW_MSG(replaceAllUsers(graph, graph.getTensor("other_shape"), oldTensor, false), std::runtime_error,
                    "replaceAllUsers: Dimensions must match for both the tensors");
-  EXPECT_EQ(readerNames(old), std::vector<std::string>{"reader"});
+  EXPECT_EQ(readerNames(oldTensor), (std::vector<std::string>{"r1", "r2"}));
+
+  replaceAllUsers(graph, newTensor, oldTensor, false);  // the type differs, unchecked
+  EXPECT_EQ(readerNames(newTensor), (std::vector<std::string>{"r1", "r2"}));
+  EXPECT_TRUE(oldTensor->consumers().empty());
+  EXPECT_EQ(graph.getTensor("old"), newTensor);  // the survivor bears the old name
+  EXPECT_EQ(graph.getTensor("fresh"), oldTensor);
+  EXPECT_EQ(graph.getOp("r1")->getInput(0), newTensor);
 }
 
 TEST_F(RewriteUtilsTest, SharedStaticInputIsClonedOnlyWhenOthersReadItToo) {

@@ -55,17 +55,22 @@ class FuseNegRelu : public MatchAndRewriteRule {
 
 class RuleEngineTest : public ::testing::Test {
  protected:
-  std::string tensorNames() const {
+  std::string tensorNames() const { return tensorNamesOf(graph); }
+  static std::string tensorNamesOf(const IrGraph& g) {
     std::string names;
-    for (const auto& [name, tensor] : graph.tensors()) names += (names.empty() ? "" : " ") + name;
+    for (const auto& [name, tensor] : g.tensors()) names += (names.empty() ? "" : " ") + name;
     return names;
+  }
+
+  // A graph input "in" read by a chain of ops given as "name:Type ...".
+  void chainFromInput(const std::string& steps) {
+    b.input("in");
+    b.chain("in", steps);
   }
 
   IrGraph graph{"g"};
   GraphBuilder b{graph};
 };
-
-// ---- the sweep ----------------------------------------------------------------------------------
 
 TEST_F(RuleEngineTest, AnEmptyGraphReachesNoCallback) {
   auto rule = std::make_shared<TestRule>(isWildcard(), claimChange);
@@ -75,8 +80,7 @@ TEST_F(RuleEngineTest, AnEmptyGraphReachesNoCallback) {
 }
 
 TEST_F(RuleEngineTest, ADecliningRuleVisitsEveryOpFromTheOutputsAndLeavesTheGraphAsItWas) {
-  b.input("in");
-  b.chain("in", "a:Relu b:Identity c:Relu");
+  chainFromInput("a:Relu b:Identity c:Relu");
   b.output("c");
   TestRule rule(op(isWildcard(), {}), decline);
   EXPECT_FALSE(rule.apply(graph, 0));
@@ -87,8 +91,7 @@ TEST_F(RuleEngineTest, ADecliningRuleVisitsEveryOpFromTheOutputsAndLeavesTheGrap
 }
 
 TEST_F(RuleEngineTest, OneSweepSquashesEveryIdentityAndTheNextFindsNothing) {
-  b.input("in");
-  b.chain("in", "a:Relu i1:Identity b:Relu i2:Identity i3:Identity c:Relu");
+  chainFromInput("a:Relu i1:Identity b:Relu i2:Identity i3:Identity c:Relu");
   b.output("c");
   TestRule rule(isOpType("Identity"), [](IrGraph& g, const CaptureMap& captures) {
     g.squashIdentity(captures.begin()->second, true);
@@ -102,8 +105,7 @@ TEST_F(RuleEngineTest, OneSweepSquashesEveryIdentityAndTheNextFindsNothing) {
 }
 
 TEST_F(RuleEngineTest, ASweepIsBoundedByTheSnapshotEvenWhenEveryCallbackClaimsAChange) {
-  b.input("in");
-  b.chain("in", "a:Relu b:Relu c:Relu");
+  chainFromInput("a:Relu b:Relu c:Relu");
   int added = 0;
   TestRule rule(isOpType("Relu"), [&](IrGraph& g, const CaptureMap&) {
     GraphBuilder(g).op("extra" + std::to_string(added++), "Relu", {"in"});
@@ -132,23 +134,17 @@ class SkipTest : public RuleEngineTest {
   }
 };
 
-TEST_F(SkipTest, OpsOfTheLatestRewriteArePassedOverButNotThoseOfEarlierOnes) {
+TEST_F(SkipTest, OpsOfTheLatestRewriteArePassedOverButNotThoseOfEarlierOnesUnlessMatchedOpsAreKept) {
   auto rule = makeRule();
   EXPECT_TRUE(rule->apply(graph, 0));
   EXPECT_EQ(rule->roots, (std::vector<std::string>{"x", "z", "y"}));  // w was caught by z; y only by x
+  auto keeping = makeRule();
+  EXPECT_TRUE(keeping->apply(graph, 1));
+  EXPECT_EQ(keeping->roots, (std::vector<std::string>{"x", "z", "w", "y"}));
 }
-
-TEST_F(SkipTest, KeepingMatchedOpsDisablesThePassingOver) {
-  auto rule = makeRule();
-  EXPECT_TRUE(rule->apply(graph, 1));
-  EXPECT_EQ(rule->roots, (std::vector<std::string>{"x", "z", "w", "y"}));
-}
-
-// ---- escapes ------------------------------------------------------------------------------------
 
 TEST_F(RuleEngineTest, AChainMemberReadOutsideTheMatchIsRejectedUnlessAllowed) {
-  b.input("in");
-  b.chain("in", "a:A bb:B c:C");
+  chainFromInput("a:A bb:B c:C");
   b.op("outside", "Relu", {"bb"});
   b.output("c");
   b.output("outside");
@@ -161,8 +157,7 @@ TEST_F(RuleEngineTest, AChainMemberReadOutsideTheMatchIsRejectedUnlessAllowed) {
 }
 
 TEST_F(RuleEngineTest, TheRootAndAlternativesDontCountAsEscapes) {
-  b.input("in");
-  b.chain("in", "a:A c:C");
+  chainFromInput("a:A c:C");
   b.op("reader1", "Relu", {"c"});
   b.op("reader2", "Relu", {"c"});
   TestRule rule(either(op("D", isOpType("A")), op("C", either(isOpType("X"), isOpType("A")))), decline);
@@ -171,8 +166,7 @@ TEST_F(RuleEngineTest, TheRootAndAlternativesDontCountAsEscapes) {
 }
 
 TEST_F(RuleEngineTest, TwoReadersCaughtByOneSharedPatternObjectCountAsAnEscape) {
-  b.input("in");
-  b.chain("in", "r:Relu");
+  chainFromInput("r:Relu");
   b.op("n1", "Neg", {"r"});
   b.op("n2", "Neg", {"r"});
   b.op("add", "Add", {"n1", "n2"});
@@ -187,36 +181,30 @@ TEST_F(RuleEngineTest, TwoReadersCaughtByOneSharedPatternObjectCountAsAnEscape) 
   EXPECT_EQ(twoParents.roots, (std::vector<std::string>{"add"}));
 }
 
-// ---- pruning behind a rewrite -------------------------------------------------------------------
-
-TEST_F(RuleEngineTest, MatchedOpsLeftWithoutReadersArePrunedUpstream) {
-  b.input("in");
-  b.chain("in", "n:Neg r:Relu tail:Relu");
-  b.output("tail");
-  FuseNegRelu rule;
-  EXPECT_TRUE(rule.apply(graph, 0));
-  EXPECT_EQ(opOrder(graph), "r_fused tail");
-  EXPECT_EQ(tensorNames(), "in r_fused tail");
-  EXPECT_EQ(wiringProblem(graph), "");
-}
-
-TEST_F(RuleEngineTest, AMatchedOpThatKeepsAGraphOutputStays) {
-  b.input("in");
-  b.chain("in", "n:Neg r:Relu tail:Relu");
-  b.output("r");
-  FuseNegRelu rule;
-  EXPECT_TRUE(rule.apply(graph, 0));
-  EXPECT_EQ(opOrder(graph), "n r r_fused tail");
-  EXPECT_EQ(wiringProblem(graph), "");
-}
-
-TEST_F(RuleEngineTest, KeepingMatchedOpsLeavesDeadOpsInPlace) {
-  b.input("in");
-  b.chain("in", "n:Neg r:Relu tail:Relu");
-  b.output("tail");
-  FuseNegRelu rule;
-  EXPECT_TRUE(rule.apply(graph, 1));
-  EXPECT_EQ(opOrder(graph), "n r r_fused tail");
+TEST_F(RuleEngineTest, MatchedOpsLeftWithoutReadersArePrunedUpstreamUnlessTheyKeepAGraphOutputOrAreKept) {
+  struct Case {
+    std::string output;
+    int keepMatched;
+    std::string order, tensors;
+  };
+  const Case cases[] = {
+      {"tail", 0, "r_fused tail", "in r_fused tail"},
+      {"r", 0, "n r r_fused tail", "in n r r_fused tail"},
+      {"tail", 1, "n r r_fused tail", "in n r r_fused tail"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.output + " kept " + std::to_string(c.keepMatched));
+    IrGraph g("g");
+    GraphBuilder gb(g);
+    gb.input("in");
+    gb.chain("in", "n:Neg r:Relu tail:Relu");
+    gb.output(c.output);
+    FuseNegRelu rule;
+    EXPECT_TRUE(rule.apply(g, c.keepMatched));
+    EXPECT_EQ(opOrder(g), c.order);
+    EXPECT_EQ(tensorNamesOf(g), c.tensors);
+    EXPECT_EQ(wiringProblem(g), "");
+  }
 }
 
 TEST_F(RuleEngineTest, PruningStopsAtProducersThatStillServeOthers) {
@@ -236,11 +224,8 @@ TEST_F(RuleEngineTest, PruningStopsAtProducersThatStillServeOthers) {
   EXPECT_EQ(graph.getTensor("alive")->producer(), nullptr);
 }
 
-// ---- passes -------------------------------------------------------------------------------------
-
 TEST_F(RuleEngineTest, SequencePassRunsEveryRuleAndOrsTheirResults) {
-  b.input("in");
-  b.chain("in", "a:Relu b:Neg");
+  chainFromInput("a:Relu b:Neg");
   auto changing = std::make_shared<TestRule>(isOpType("Relu"), claimChange);
   auto declining = std::make_shared<TestRule>(isOpType("Neg"), decline);
   SequenceTransformPass pass({changing, declining});
@@ -253,8 +238,7 @@ TEST_F(RuleEngineTest, SequencePassRunsEveryRuleAndOrsTheirResults) {
 }
 
 TEST_F(RuleEngineTest, CallbackFailuresPassThroughUnchanged) {
-  b.input("in");
-  b.chain("in", "a:Relu");
+  chainFromInput("a:Relu");
   auto failing = std::make_shared<TestRule>(isOpType("Relu"), [](IrGraph&, const CaptureMap& captures) -> bool {
     captures.at(isWildcard());
     return true;
@@ -281,8 +265,7 @@ class CountingPass : public OpTransformPass<CountingPass> {
 };
 
 TEST_F(RuleEngineTest, OpTransformPassWalksTheSnapshotInGraphOrder) {
-  b.input("in");
-  b.chain("in", "a:Relu b:Neg c:Relu");
+  chainFromInput("a:Relu b:Neg c:Relu");
   CountingPass pass;
   EXPECT_TRUE(pass.run(graph));
   EXPECT_EQ(pass.seen, (std::vector<std::string>{"a", "default:b", "c"}));  // b was pruned by a's handler
