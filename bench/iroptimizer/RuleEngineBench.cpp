@@ -3,9 +3,8 @@
 //
 // - SquashIdentities: a rule that squashes every Identity with squashIdentity (n/2 rewrites).
 // - DeclineEverywhere: a rule whose pattern matches every op and whose rewrite declines.
-// - SquashIdentitiesWithTrace: as the first, with a trace record for every op and tensor;
-//   trace records are kept in vectors searched by name, so this one is expected to grow
-//   with n squared (the surgery itself stays logarithmic).
+// - SquashIdentitiesWithTrace: as the first, with a trace record for every op and tensor, so
+//   that every squash also moves trace records (found through the graph's trace index).
 
 #include <benchmark/benchmark.h>
 
