@@ -87,18 +87,18 @@ void IrAttributes::add(const std::string& name, const std::shared_ptr<IrStaticTe
   addValue(name, std::move(attr));
 }
 
-void IrAttributes::assertAttrExists(const std::string& name) const {
-  if (find(name) == attrs_.end()) {
+void IrAttributes::assertAttrExists(const std::string& name) const { get(name); }
+
+// One search: every attribute read of every pass comes through here.
+const AttrValue& IrAttributes::get(const std::string& name) const {
+  auto it = find(name);
+  if (it == attrs_.end()) {
     std::ostringstream message;
     message << "modeltools::IrAttributes::assertAttrExists: Attribute '" << name
             << "' not present. Available attributes count: " << attrs_.size();
     throw std::runtime_error(message.str());
   }
-}
-
-const AttrValue& IrAttributes::get(const std::string& name) const {
-  assertAttrExists(name);
-  return find(name)->second;
+  return it->second;
 }
 
 const AttrValue& IrAttributes::scalarOfType(const std::string& name, uint32_t dataType) const {
