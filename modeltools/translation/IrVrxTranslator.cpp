@@ -1,6 +1,7 @@
 #include "IrVrxTranslator.hpp"
 
 #include <cstring>
+#include <new>
 #include <stdexcept>
 
 #include "BackendTypeRules.hpp"
@@ -58,57 +59,54 @@ void setClientBuffer(Vrx_Tensor_t& record, const IrTensor& tensor, bool omitData
   record.clientBuf.dataSize = data.dataSize();
 }
 
-template <class T>
-T* dataOrNull(std::vector<T>& values) {
+template <class Values>
+auto* dataOrNull(Values& values) {
   return values.empty() ? nullptr : values.data();
-}
-
-// Characters, terminators included, that the records of the op's backend params keep.
-size_t paramTextSize(const IrAttributes& attrs) {
-  size_t size = 0;
-  for (const auto& [name, attr] : attrs) {
-    if (attr.category != attrcategory::kBackendParam) continue;
-    size += name.size() + 1;
-    const bool keepsValue = attr.attrType == attrtype::kScalar && attr.dataType == VRX_DATATYPE_STRING;
-    if (keepsValue) size += attr.stringValue.size() + 1;
-  }
-  return size;
 }
 
 }  // namespace
 
 IrVrxTranslator::IrVrxTranslator() = default;
-IrVrxTranslator::~IrVrxTranslator() = default;
+
+IrVrxTranslator::~IrVrxTranslator() {
+  // Op entries first: they point into tensor entries.
+  for (OpEntry* entry : opEntries_) entry->~OpEntry();
+  for (TensorEntry* entry : tensorEntries_) entry->~TensorEntry();
+}
+
+const char* IrVrxTranslator::keep(std::string_view text) {
+  auto* copy = static_cast<char*>(arena_.allocate(text.size() + 1, 1));
+  std::memcpy(copy, text.data(), text.size());
+  copy[text.size()] = '\0';
+  return copy;
+}
 
 void IrVrxTranslator::reserve(size_t ops, size_t tensors) {
   opCache_.reserve(ops);
   tensorCache_.reserve(tensors);
 }
 
-std::shared_ptr<IrVrxTranslator::TensorEntry> IrVrxTranslator::makeTensorEntry(
-    const std::shared_ptr<IrTensor>& tensor) {
-  auto entry = std::make_shared<TensorEntry>();
-  fillTensorEntry(*entry, tensor);
-  return entry;
-}
-
-void IrVrxTranslator::fillTensorEntry(TensorEntry& entry, const std::shared_ptr<IrTensor>& tensor) {
+IrVrxTranslator::TensorEntry* IrVrxTranslator::makeTensorEntry(const std::shared_ptr<IrTensor>& tensor) {
+  // Listed before it holds anything, so that whatever it comes to hold is released with the translator.
+  auto* made = new (arena_.allocate(sizeof(TensorEntry), alignof(TensorEntry))) TensorEntry(&arena_);
+  tensorEntries_.push_back(made);
+  TensorEntry& entry = *made;
   entry.tensor = tensor;
-  entry.name = tensor->name();
   const auto& dims = tensor->dims();
   uint32_t* storedDims = nullptr;
   if (dims.size() > TensorEntry::kInlineRank) {
-    entry.dims = dims;
+    entry.dims.assign(dims.begin(), dims.end());
     storedDims = entry.dims.data();
   } else if (!dims.empty()) {
     std::copy(dims.begin(), dims.end(), entry.inlineDims.begin());
     storedDims = entry.inlineDims.data();
   }
-  entry.dynamicFlags = tensor->shape().dynamicFlags();
+  const auto& dynamicFlags = tensor->shape().dynamicFlags();
+  entry.dynamicFlags.assign(dynamicFlags.begin(), dynamicFlags.end());
   Vrx_Tensor_t& record = entry.record;
   record.version = 2;
   record.id = tensor->id();
-  record.name = entry.name.c_str();
+  record.name = keep(tensor->name());
   record.type = backendTensorType(*tensor);
   record.dataFormat = VRX_TENSOR_DATA_FORMAT_DENSE;
   record.dataType = tensor->dataType();
@@ -122,9 +120,10 @@ void IrVrxTranslator::fillTensorEntry(TensorEntry& entry, const std::shared_ptr<
   record.dimensions = storedDims;
   record.memType = 0;
   record.isDynamicDimensions = dataOrNull(entry.dynamicFlags);
+  return made;
 }
 
-std::shared_ptr<IrVrxTranslator::TensorEntry> IrVrxTranslator::tensorEntry(const std::shared_ptr<IrTensor>& tensor) {
+IrVrxTranslator::TensorEntry* IrVrxTranslator::tensorEntry(const std::shared_ptr<IrTensor>& tensor) {
   if (!tensor) fail("getVrxTensor", "Invalid tensor: received null tensor pointer, expected a valid tensor");
   // One lookup finds the record or makes the slot for a new one.
   auto [it, inserted] = tensorCache_.try_emplace(tensor->name());
@@ -133,7 +132,7 @@ std::shared_ptr<IrVrxTranslator::TensorEntry> IrVrxTranslator::tensorEntry(const
   if (!inserted && tensor->name() == it->second->record.name && it->second->tensor->name() == tensor->name()) {
     return it->second;
   }
-  std::shared_ptr<TensorEntry> entry;
+  TensorEntry* entry = nullptr;
   try {
     entry = makeTensorEntry(tensor);
   } catch (...) {
@@ -157,20 +156,13 @@ Vrx_Tensor_t* IrVrxTranslator::getVrxTensor(const std::shared_ptr<IrTensor>& ten
 }
 
 void IrVrxTranslator::addParams(OpEntry& entry) {
-  // The arrays are sized once: records point into them.
   size_t params = 0;
-  size_t tensorParams = 0;
-  for (const auto& [name, attr] : *entry.op->attrs()) {
-    if (attr.category != attrcategory::kBackendParam) continue;
-    ++params;
-    if (attr.attrType == attrtype::kTensor) ++tensorParams;
-  }
+  for (const auto& [name, attr] : *entry.op->attrs()) params += attr.category == attrcategory::kBackendParam;
   entry.params.reserve(params);
-  entry.paramEntries.reserve(tensorParams);
   for (const auto& [name, attr] : *entry.op->attrs()) {
     if (attr.category != attrcategory::kBackendParam) continue;
     Vrx_Param_t param{};
-    param.name = entry.keep(name);
+    param.name = keep(name);
     if (attr.attrType == attrtype::kScalar) {
       if (!isParamScalarType(attr.dataType)) {
         fail("getVrxOp", "IrVrxTranslator::getVrxOp DataType unsupported for attribute: " + name);
@@ -178,7 +170,7 @@ void IrVrxTranslator::addParams(OpEntry& entry) {
       param.paramType = VRX_PARAMTYPE_SCALAR;
       param.scalar.dataType = attr.dataType;
       if (attr.dataType == VRX_DATATYPE_STRING) {
-        param.scalar.value.stringValue = entry.keep(attr.stringValue);
+        param.scalar.value.stringValue = keep(attr.stringValue);
       } else if (attr.dataType == VRX_DATATYPE_BOOL_8) {
         param.scalar.value.bool8Value = attr.value.boolValue ? 1 : 0;
       } else {
@@ -186,8 +178,7 @@ void IrVrxTranslator::addParams(OpEntry& entry) {
       }
     } else if (attr.attrType == attrtype::kTensor && attr.tensor) {
       // A tensor param is the op's own: its record isn't shared through the cache.
-      TensorEntry& tensorEntry = entry.paramEntries.emplace_back();
-      fillTensorEntry(tensorEntry, attr.tensor);
+      TensorEntry& tensorEntry = *makeTensorEntry(attr.tensor);
       translateQuantEncoding(*attr.tensor, tensorEntry.record.quantizeParams, tensorEntry.keepAlive);
       param.paramType = VRX_PARAMTYPE_TENSOR;
       param.tensor = tensorEntry.record;
@@ -206,15 +197,15 @@ void IrVrxTranslator::addTensorLists(OpEntry& entry, bool omitStaticData) {
   entry.tensors.reserve(entry.op->numInputs() + entry.op->numOutputs());
   entry.tensorEntries.reserve(entry.op->numInputs() + entry.op->numOutputs());
   for (const auto& tensor : entry.op->getInputs()) {
-    auto tensorEntry = this->tensorEntry(tensor);
+    TensorEntry* tensorEntry = this->tensorEntry(tensor);
     setClientBuffer(entry.tensors.emplace_back(tensorEntry->record), *tensor, omitStaticData);
-    entry.tensorEntries.push_back(std::move(tensorEntry));
+    entry.tensorEntries.push_back(tensorEntry);
   }
   entry.numInputs = entry.tensors.size();
   for (const auto& tensor : entry.op->getOutputs()) {
-    auto tensorEntry = this->tensorEntry(tensor);
+    TensorEntry* tensorEntry = this->tensorEntry(tensor);
     entry.tensors.push_back(tensorEntry->record);
-    entry.tensorEntries.push_back(std::move(tensorEntry));
+    entry.tensorEntries.push_back(tensorEntry);
   }
   const size_t numOutputs = entry.tensors.size() - entry.numInputs;
   entry.config.numOfInputs = static_cast<uint32_t>(entry.numInputs);
@@ -239,7 +230,7 @@ Vrx_OpConfig_t* IrVrxTranslator::getVrxOp(const std::shared_ptr<ops::IrOp>& op, 
     return &entry.config;
   }
   // A stale record stays until its replacement is complete; a new slot goes if translation fails.
-  std::shared_ptr<OpEntry>& slot = it->second;
+  OpEntry*& slot = it->second;
   try {
     slot = makeOpEntry(op, omitStaticData, backendName);
   } catch (...) {
@@ -249,21 +240,21 @@ Vrx_OpConfig_t* IrVrxTranslator::getVrxOp(const std::shared_ptr<ops::IrOp>& op, 
   return &slot->config;
 }
 
-std::shared_ptr<IrVrxTranslator::OpEntry> IrVrxTranslator::makeOpEntry(const std::shared_ptr<ops::IrOp>& op,
-                                                                       bool omitStaticData,
-                                                                       const std::string& backendName) {
-  auto entry = std::make_shared<OpEntry>();
+IrVrxTranslator::OpEntry* IrVrxTranslator::makeOpEntry(const std::shared_ptr<ops::IrOp>& op, bool omitStaticData,
+                                                       const std::string& backendName) {
+  // Listed before it holds anything, so that whatever it comes to hold is released with the translator.
+  auto* entry = new (arena_.allocate(sizeof(OpEntry), alignof(OpEntry))) OpEntry(&arena_);
+  opEntries_.push_back(entry);
   entry->op = op;
   const auto& attrs = *op->attrs();
   const std::string packageName =
       attrs.hasAttr("packageName") ? attrs.getAttr<std::string>("packageName") : kCorePackage;
   const std::string typeName = backendTypeOf(*op, backendName);
-  entry->strings.reserve(op->name().size() + packageName.size() + typeName.size() + 3 + paramTextSize(attrs));
   Vrx_OpConfig_t& config = entry->config;
   config.version = 1;
-  config.name = entry->keep(op->name());
-  config.packageName = entry->keep(packageName);
-  config.typeName = entry->keep(typeName);
+  config.name = keep(op->name());
+  config.packageName = keep(packageName);
+  config.typeName = keep(typeName);
   addParams(*entry);
   addTensorLists(*entry, omitStaticData);
   return entry;

@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <memory_resource>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <unordered_map>
 #include <vector>
@@ -21,9 +23,10 @@ class IrOp;
 }
 
 // Turns IR objects back into backend records and undoes the folding of families done on the
-// way in. Every record it hands out, and every string and array a record points to, belongs
-// to the cache entry it was made for; entries live as long as the translator (and so the
-// graph), and a record made for one op keeps alive the tensor entries its copies point into.
+// way in. Every record it hands out, and every string and array a record points to, lives as
+// long as the translator (and so the graph): entries are never dropped earlier, so they are
+// made in an arena of the translator's own, side by side in the order they were made, and
+// released at once.
 class IrVrxTranslator {
  public:
   // Arrays and records that quantization params point into.
@@ -61,24 +64,29 @@ class IrVrxTranslator {
   struct TensorEntry;
   struct OpEntry;
 
-  std::shared_ptr<TensorEntry> tensorEntry(const std::shared_ptr<IrTensor>& tensor);
+  TensorEntry* tensorEntry(const std::shared_ptr<IrTensor>& tensor);
   // A record for the tensor, all but its quantization.
-  std::shared_ptr<TensorEntry> makeTensorEntry(const std::shared_ptr<IrTensor>& tensor);
-  void fillTensorEntry(TensorEntry& entry, const std::shared_ptr<IrTensor>& tensor);
+  TensorEntry* makeTensorEntry(const std::shared_ptr<IrTensor>& tensor);
+  // A copy of the text, with its terminator, in the arena.
+  const char* keep(std::string_view text);
   // `owner` is the tensor whose record holds the params; `rank` sizes the block encodings.
   void fillEncoding(const QuantInfo& info, const IrTensor& owner, uint32_t rank, Vrx_QuantizeParams_t& params,
                     KeepAlive& keepAlive);
   void fillArrayEncoding(const QuantInfo& info, const IrTensor& owner, uint32_t rank, Vrx_QuantizeParams_t& params,
                          KeepAlive& keepAlive);
-  std::shared_ptr<OpEntry> makeOpEntry(const std::shared_ptr<ops::IrOp>& op, bool omitStaticData,
-                                       const std::string& backendName);
+  OpEntry* makeOpEntry(const std::shared_ptr<ops::IrOp>& op, bool omitStaticData, const std::string& backendName);
   void addParams(OpEntry& entry);
   void addTensorLists(OpEntry& entry, bool omitStaticData);
 
+  // Declared first, so that it goes last.
+  std::pmr::monotonic_buffer_resource arena_;
   KeepAlive keepAlive_;  // outlives the records that point into it
+  // Every entry made, in the order made; the destructor ends them in that order.
+  std::vector<TensorEntry*> tensorEntries_;
+  std::vector<OpEntry*> opEntries_;
   // Hashed: the caches are only looked up by name, never walked in order.
-  PooledHashMap<std::string, std::shared_ptr<TensorEntry>> tensorCache_;
-  PooledHashMap<std::string, std::shared_ptr<OpEntry>> opCache_;
+  PooledHashMap<std::string, TensorEntry*> tensorCache_;
+  PooledHashMap<std::string, OpEntry*> opCache_;
 };
 
 template <class T>

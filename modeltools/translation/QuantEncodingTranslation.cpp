@@ -225,9 +225,7 @@ void IrVrxTranslator::fillArrayEncoding(const QuantInfo& info, const IrTensor& o
   record->arrayType = info.arrayType;
   record->numElements = static_cast<uint32_t>(info.subInfos.size());
   if (const auto& associated = info.subInfoTensor) {
-    auto entry = tensorEntry(associated);
-    // An array that belongs to its own tensor points at the record being built.
-    if (associated.get() != &owner) keepAlive.push_back(entry);
+    TensorEntry* entry = tensorEntry(associated);
     record->associatedTensor = &entry->record;
     rank = associated->rank();
   }
