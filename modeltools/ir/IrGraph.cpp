@@ -41,7 +41,20 @@ IrGraph::IrGraph(std::string name, std::shared_ptr<AxisOrder> axisOrder,
   opMap_.max_load_factor(0.5f);
 }
 
-IrGraph::~IrGraph() = default;
+IrGraph::~IrGraph() {
+  // Tensors and ops go in the order of their addresses, which is about the order they were
+  // made. The maps' own order is their hash order: on a large graph, dropping in that order
+  // visits memory at random and spends most of its time waiting for it.
+  std::vector<std::shared_ptr<void>> objects;
+  objects.reserve(tensorMap_.size() + opMap_.size());
+  for (auto& [name, tensor] : tensorMap_) objects.push_back(std::move(tensor));
+  for (auto& [name, op] : opMap_) objects.push_back(std::move(op));
+  std::sort(objects.begin(), objects.end(), [](const auto& a, const auto& b) { return a.get() < b.get(); });
+  graphInputs_.clear();
+  graphOutputs_.clear();
+  opList_.clear();
+  for (auto& object : objects) object.reset();
+}
 
 // ---- Tensors ------------------------------------------------------------------------------------
 
