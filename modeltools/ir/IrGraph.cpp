@@ -44,7 +44,9 @@ IrGraph::IrGraph(std::string name, std::shared_ptr<AxisOrder> axisOrder,
 IrGraph::~IrGraph() {
   // Tensors and ops go in the order of their addresses, which is about the order they were
   // made. The maps' own order is their hash order: on a large graph, dropping in that order
-  // visits memory at random and spends most of its time waiting for it.
+  // visits memory at random and spends most of its time waiting for it. The translator's
+  // records go first, so that the last references to the objects are the ones dropped here.
+  translator_.reset();
   std::vector<std::shared_ptr<void>> objects;
   objects.reserve(tensorMap_.size() + opMap_.size());
   for (auto& [name, tensor] : tensorMap_) objects.push_back(std::move(tensor));
@@ -141,6 +143,12 @@ void IrGraph::addOpAt(const OpPtr& op, int32_t index) {
     opList_.insert(static_cast<size_t>(index), op);
   }
   opMap_[op->name()] = op;
+}
+
+void IrGraph::appendResolvedOp(const OpPtr& op) {
+  requireOp(op, "addOp");
+  op->validateOp();
+  addOpAt(op, -1);
 }
 
 void IrGraph::addOp(const OpPtr& op, int32_t index, bool validate) {

@@ -59,6 +59,9 @@ class IrGraph {
   // ---- Adding ops ----
   // The op is wired already; index -1 appends.
   void addOp(const OpPtr& op, int32_t index, bool validate);
+  // Appends an op whose tensors the caller has just found in this graph by name, and whose name
+  // it has found free: addOp(op, -1, false) without looking all of them up a second time.
+  void appendResolvedOp(const OpPtr& op);
   // Wires the op by tensor names; missing outputs are made with the given shapes.
   void addOp(const OpPtr& op, const std::vector<std::string>& inputNames, const std::vector<std::string>& outputNames,
              const std::vector<IrTensorShape>& outputShapes, const std::vector<AxisFormat>& outputAxisFormats,

@@ -218,13 +218,17 @@ Vrx_Status_t Composer::composeOp(Vrx_OpConfig_t& config) {
       continue;
     }
     const std::string irName = sanitizeRecordName(*record);
-    if (auto it = createdTensors_.find(record->name); it != createdTensors_.end()) {
+    // One lookup finds the tensor made earlier or holds the place for this one.
+    auto [slot, isNew] = createdTensors_.try_emplace(record->name, record);
+    if (!isNew) {
       log(VRX_GT_LOG_DEBUG, "Tensor %s has already been created, updating ID.", record->name);
-      record->id = it->second->id;
+      record->id = slot->second->id;
       continue;
     }
-    if (const Vrx_Status_t status = createTensor(*record, irName); status != VRX_GT_SUCCESS) return status;
-    createdTensors_[record->name] = record;
+    if (const Vrx_Status_t status = createTensor(*record, irName); status != VRX_GT_SUCCESS) {
+      createdTensors_.erase(slot);
+      return status;
+    }
   }
   return addNode(config, touchesGraphIo);
 }

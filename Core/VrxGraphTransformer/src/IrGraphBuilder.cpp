@@ -189,7 +189,7 @@ Vrx_Status_t IrGraphBuilder::addNode(const Vrx_OpConfig_t& opConfig) {
   if (const Vrx_Status_t status = connectInputs(opConfig, op); status != VRX_GT_SUCCESS) return status;
   if (const Vrx_Status_t status = connectOutputs(opConfig, op); status != VRX_GT_SUCCESS) return status;
   if (op->numInputs() == 0) return VRX_GT_SUCCESS;
-  graph_->addOp(op, -1, false);
+  graph_->appendResolvedOp(op);
   logTo(loggerHandle_, VRX_GT_LOG_VERBOSE, "addNode(): Op Package Name: %s, Node Name: %s, Type: %s",
         textOf(opConfig.packageName), opConfig.name, textOf(opConfig.typeName));
   return VRX_GT_SUCCESS;
