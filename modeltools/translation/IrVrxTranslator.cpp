@@ -1,5 +1,6 @@
 #include "IrVrxTranslator.hpp"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <stdexcept>

@@ -4,13 +4,9 @@
 // strings their records point to sit in the translator's arena, in the order they were made,
 // and live as long as the translator.
 
-#include <algorithm>
 #include <array>
-#include <cstring>
 #include <memory>
 #include <memory_resource>
-#include <string>
-#include <string_view>
 #include <vector>
 
 #include "IrVrxTranslator.hpp"
