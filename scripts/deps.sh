@@ -2,7 +2,7 @@
 # Installs the Debian packages the build needs, if any is missing.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ rapidjson-dev libgtest-dev libbenchmark-dev libcli11-dev)
+packages=(cmake ninja-build g++ rapidjson-dev libgtest-dev libbenchmark-dev libcli11-dev libabsl-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

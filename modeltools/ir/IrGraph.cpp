@@ -34,12 +34,7 @@ IrGraph::IrGraph(std::string name, std::shared_ptr<AxisOrder> axisOrder,
       axisOrder_(axisOrder ? std::move(axisOrder) : std::make_shared<IrAxisOrder>()),
       tensorAxisFormats_(std::move(tensorAxisFormats)),
       translator_(std::make_unique<IrVrxTranslator>()),
-      validator_(std::make_unique<vrx::validation::OpValidator>()) {
-  // Sparse buckets: a lookup of a new name, which every added tensor and op makes, then seldom
-  // has to look at an old node that shares its bucket.
-  tensorMap_.max_load_factor(0.5f);
-  opMap_.max_load_factor(0.5f);
-}
+      validator_(std::make_unique<vrx::validation::OpValidator>()) {}
 
 IrGraph::~IrGraph() {
   // Tensors and ops go in the order of their addresses, which is about the order they were

@@ -4,16 +4,15 @@
 #include <map>
 #include <memory>
 #include <set>
-#include <unordered_map>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "AxisOrder.hpp"
 #include "ConversionNamePolicy.hpp"
+#include "FlatHashMap.hpp"
 #include "IrOp.hpp"
 #include "IrTensor.hpp"
-#include "NodePool.hpp"
 #include "OpSequence.hpp"
 #include "TraceInfo.hpp"
 
@@ -165,12 +164,12 @@ class IrGraph {
 
   std::string name_;
   // Hashed: every rewrite looks tensors up by name; name order is made only when asked for.
-  PooledHashMap<std::string, TensorPtr> tensorMap_;
+  FlatHashMap<std::string, TensorPtr> tensorMap_;
   std::vector<TensorPtr> graphInputs_;
   std::vector<TensorPtr> graphOutputs_;
   OpSequence opList_;
   // Hashed: ops are walked in execution order (opList_), the map only finds them by name.
-  PooledHashMap<std::string, OpPtr> opMap_;
+  FlatHashMap<std::string, OpPtr> opMap_;
   std::shared_ptr<AxisOrder> axisOrder_;
   std::map<std::string, AxisFormat> tensorAxisFormats_;
   std::unique_ptr<IrVrxTranslator> translator_;

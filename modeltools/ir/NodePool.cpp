@@ -15,7 +15,7 @@
 namespace modeltools {
 namespace {
 
-// Blocks start small, for the many small maps, and double up to this many slots.
+// Blocks start small, for small graphs, and double up to this many slots.
 constexpr size_t kFirstBlockSlots = 16;
 constexpr size_t kLargestBlockSlots = 4096;
 
@@ -58,11 +58,5 @@ void NodePool::deallocate(void* slot) {
   VRX_POISON(slot, slotSize_);
 }
 
-NodePool& NodePools::forSize(size_t size) {
-  for (const auto& pool : pools_) {
-    if (pool->slotSize() == size) return *pool;
-  }
-  return *pools_.emplace_back(std::make_unique<NodePool>(size));
-}
-
 }  // namespace modeltools
+

@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "FlatHashMap.hpp"
 #include "NodePool.hpp"
 
 namespace modeltools {
@@ -90,7 +91,7 @@ class OpSequence {
   void deleteNode(Node* node);
 
   Node* root_ = nullptr;
-  PooledHashMap<const ops::IrOp*, Node*> nodes_;
+  FlatHashMap<const ops::IrOp*, Node*> nodes_;
   NodePool nodeStorage_;
   uint64_t seed_;
 };

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "VrxBackendRecords.h"
-#include "modeltools/ir/NodePool.hpp"
+#include "modeltools/ir/FlatHashMap.hpp"
 
 namespace modeltools {
 
@@ -85,8 +85,8 @@ class IrVrxTranslator {
   std::vector<TensorEntry*> tensorEntries_;
   std::vector<OpEntry*> opEntries_;
   // Hashed: the caches are only looked up by name, never walked in order.
-  PooledHashMap<std::string, TensorEntry*> tensorCache_;
-  PooledHashMap<std::string, OpEntry*> opCache_;
+  FlatHashMap<std::string, TensorEntry*> tensorCache_;
+  FlatHashMap<std::string, OpEntry*> opCache_;
 };
 
 template <class T>

@@ -12,6 +12,7 @@
 
 #include "GraphTransformer.hpp"
 #include "Logger.hpp"
+#include "modeltools/ir/FlatHashMap.hpp"
 #include "modeltools/ir/IrGraph.hpp"
 #include "modeltools/translation/IrVrxTranslator.hpp"
 
@@ -42,12 +43,6 @@ std::string sanitizeTensorName(const std::string& name) {
 namespace {
 
 const char* textOf(const char* text) { return text != nullptr ? text : ""; }
-
-// Hashes names as strings do, for lookups by a record's own name.
-struct NameHash {
-  using is_transparent = void;
-  size_t operator()(std::string_view name) const { return std::hash<std::string_view>{}(name); }
-};
 
 // One composition. Records handed out by the translator are changed in place; what they are
 // made to point to (sanitized names, rebuilt tensor arrays) lives in `arena_`, which the
@@ -96,7 +91,7 @@ class Composer {
   std::shared_ptr<Logger> logger_;
   std::shared_ptr<RecordArena> arena_;
   // Found by the records' own names, without making strings of them.
-  modeltools::PooledHashMap<std::string, Vrx_Tensor_t*, NameHash, std::equal_to<>> createdTensors_;
+  modeltools::FlatHashMap<std::string, Vrx_Tensor_t*> createdTensors_;
   std::map<std::string, uint32_t> contextTensorIds_;
   std::vector<Vrx_Tensor_t*> records_;  // reused from op to op
 };
