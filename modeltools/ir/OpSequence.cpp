@@ -1,13 +1,24 @@
 #include "OpSequence.hpp"
 
+#include <algorithm>
+#include <functional>
 #include <new>
 #include <stdexcept>
 
+#include "IrOp.hpp"
+
 namespace modeltools {
+
+namespace {
+
+size_t typeHashOf(const std::string& type) { return std::hash<std::string>{}(type); }
+
+}  // namespace
 
 struct OpSequence::Node {
   OpPtr op;
   uint64_t priority;
+  size_t typeHash;  // an op's type never changes
   size_t size = 1;
   Node* left = nullptr;
   Node* right = nullptr;
@@ -18,7 +29,8 @@ OpSequence::OpSequence() : nodeStorage_(sizeof(Node)), seed_(0x9E3779B97F4A7C15u
 
 OpSequence::Node* OpSequence::newNode(OpPtr op, uint64_t priority) {
   void* slot = nodeStorage_.allocate();
-  return new (slot) Node{std::move(op), priority};
+  const size_t typeHash = typeHashOf(op->type());
+  return new (slot) Node{std::move(op), priority, typeHash};
 }
 
 void OpSequence::deleteNode(Node* node) {
@@ -177,6 +189,7 @@ bool OpSequence::erase(const ops::IrOp* op) {
 }
 
 bool OpSequence::replace(const ops::IrOp* op, OpPtr replacement) {
+  if (!replacement) throw std::invalid_argument("modeltools::OpSequence::replace: null op");
   auto it = nodes_.find(op);
   if (it == nodes_.end()) return false;
   if (op == replacement.get()) return true;
@@ -186,6 +199,7 @@ bool OpSequence::replace(const ops::IrOp* op, OpPtr replacement) {
   Node* node = it->second;
   nodes_.erase(it);
   node->op = std::move(replacement);
+  node->typeHash = typeHashOf(node->op->type());
   nodes_.emplace(node->op.get(), node);
   return true;
 }
@@ -200,6 +214,22 @@ std::vector<OpSequence::OpPtr> OpSequence::snapshot() const {
   std::vector<OpPtr> ops;
   ops.reserve(size());
   for (const auto& op : *this) ops.push_back(op);
+  return ops;
+}
+
+std::vector<OpSequence::OpPtr> OpSequence::snapshotOfTypes(const std::vector<std::string>& types) const {
+  std::vector<size_t> hashes(types.size());
+  std::transform(types.begin(), types.end(), hashes.begin(), typeHashOf);
+  std::vector<OpPtr> ops;
+  for (const_iterator it = begin(); it != end(); ++it) {
+    const size_t hash = it.node_->typeHash;
+    for (size_t i = 0; i < types.size(); ++i) {
+      if (hashes[i] == hash && (*it)->type() == types[i]) {
+        ops.push_back(*it);
+        break;
+      }
+    }
+  }
   return ops;
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <iterator>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "FlatHashMap.hpp"
@@ -79,6 +80,10 @@ class OpSequence {
 
   // A copy of the order, for walks that change the graph as they go.
   std::vector<OpPtr> snapshot() const;
+  // The same, of the ops whose type is one of `types` only. Each node keeps its op's type hash,
+  // so the other ops are passed over without being read: on a large graph, a walk that can
+  // act on a few types only then doesn't pull every op through the caches.
+  std::vector<OpPtr> snapshotOfTypes(const std::vector<std::string>& types) const;
 
  private:
   static size_t sizeOf(const Node* node);

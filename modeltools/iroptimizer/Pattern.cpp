@@ -88,6 +88,14 @@ PatternPtr make(Args&&... args) {
   return std::make_shared<Class>(std::forward<Args>(args)...);
 }
 
+// The types either of two patterns can accept.
+Pattern::OpTypes unionOf(const Pattern::OpTypes& a, const Pattern::OpTypes& b) {
+  if (!a || !b) return std::nullopt;
+  std::vector<std::string> types = *a;
+  types.insert(types.end(), b->begin(), b->end());
+  return types;
+}
+
 }  // namespace
 
 // ---- Captures -----------------------------------------------------------------------------------
@@ -176,10 +184,14 @@ bool AltPattern::visitOp(PatternMatcher& matcher, const OpPtr& op) {
   return matcher.visit(right, op, self) || matcher.visit(left, op, self);
 }
 
+Pattern::OpTypes AltPattern::opTypes() const { return unionOf(left->opTypes(), right->opTypes()); }
+
 bool OptionalPattern::visitOp(PatternMatcher& matcher, const OpPtr& op) {
   const PatternPtr self = shared_from_this();
   return matcher.visit(preferred, op, self) || matcher.visit(fallback, op, self);
 }
+
+Pattern::OpTypes OptionalPattern::opTypes() const { return unionOf(fallback->opTypes(), preferred->opTypes()); }
 
 bool WildCardPattern::visitOp(PatternMatcher&, const OpPtr&) { return true; }
 

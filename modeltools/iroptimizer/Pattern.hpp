@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -51,6 +52,11 @@ class Pattern : public std::enable_shared_from_this<Pattern> {
   virtual bool visitOp(PatternMatcher& matcher, const OpPtr& op);
   virtual bool visitTensor(PatternMatcher& matcher, const TensorPtr& tensor);
 
+  // The op types that `visitOp` can accept at all, or none if it may accept any type. A sweep
+  // need only try the ops of these types.
+  using OpTypes = std::optional<std::vector<std::string>>;
+  virtual OpTypes opTypes() const { return std::vector<std::string>{}; }
+
  protected:
   Pattern() = default;
 
@@ -77,6 +83,7 @@ class OpTypePattern : public Pattern {
  public:
   explicit OpTypePattern(std::string opType) : opType(std::move(opType)) {}
   bool visitOp(PatternMatcher& matcher, const OpPtr& op) override;
+  OpTypes opTypes() const override { return std::vector<std::string>{opType}; }
   std::string opType;
 };
 
@@ -85,6 +92,7 @@ class OpPattern : public Pattern {
   OpPattern(PatternPtr opPattern, std::map<uint32_t, PatternPtr> inputs)
       : inputs(std::move(inputs)), opPattern(std::move(opPattern)) {}
   bool visitOp(PatternMatcher& matcher, const OpPtr& op) override;
+  OpTypes opTypes() const override { return opPattern->opTypes(); }
   std::map<uint32_t, PatternPtr> inputs;
   PatternPtr opPattern;
 };
@@ -102,6 +110,7 @@ class AttrPattern : public Pattern {
   AttrPattern(PatternPtr pattern, std::vector<PatternAttributePtr> attrs)
       : pattern(std::move(pattern)), attrs(std::move(attrs)) {}
   bool visitOp(PatternMatcher& matcher, const OpPtr& op) override;
+  OpTypes opTypes() const override { return pattern->opTypes(); }
   PatternPtr pattern;
   std::vector<PatternAttributePtr> attrs;
 };
@@ -111,6 +120,7 @@ class AltPattern : public Pattern {
  public:
   AltPattern(PatternPtr left, PatternPtr right) : left(std::move(left)), right(std::move(right)) {}
   bool visitOp(PatternMatcher& matcher, const OpPtr& op) override;
+  OpTypes opTypes() const override;
   PatternPtr left;
   PatternPtr right;
 };
@@ -120,6 +130,7 @@ class OptionalPattern : public Pattern {
   OptionalPattern(PatternPtr fallback, PatternPtr preferred)
       : fallback(std::move(fallback)), preferred(std::move(preferred)) {}
   bool visitOp(PatternMatcher& matcher, const OpPtr& op) override;
+  OpTypes opTypes() const override;
   PatternPtr fallback;
   PatternPtr preferred;
 };
@@ -129,6 +140,7 @@ class WildCardPattern : public Pattern {
  public:
   WildCardPattern() = default;
   bool visitOp(PatternMatcher& matcher, const OpPtr& op) override;
+  OpTypes opTypes() const override { return std::nullopt; }
   bool visitTensor(PatternMatcher& matcher, const TensorPtr& tensor) override;
 };
 
@@ -144,6 +156,7 @@ class FoldableConstantPattern : public Pattern {
  public:
   FoldableConstantPattern() = default;
   bool visitOp(PatternMatcher& matcher, const OpPtr& op) override;
+  OpTypes opTypes() const override { return std::vector<std::string>{"Reshape"}; }
   bool visitTensor(PatternMatcher& matcher, const TensorPtr& tensor) override;
 };
 
@@ -160,6 +173,7 @@ class ShapePattern : public Pattern {
   ShapePattern(PatternPtr pattern, std::vector<uint32_t> shape)
       : pattern(std::move(pattern)), shape(std::move(shape)) {}
   bool visitOp(PatternMatcher& matcher, const OpPtr& op) override;
+  OpTypes opTypes() const override { return pattern->opTypes(); }
   bool visitTensor(PatternMatcher& matcher, const TensorPtr& tensor) override;
   PatternPtr pattern;
   std::vector<uint32_t> shape;

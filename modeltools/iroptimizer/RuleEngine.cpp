@@ -79,7 +79,9 @@ std::vector<TensorPtr> detachAndPrune(IrGraph& graph, const OpPtr& op) {
 }  // namespace
 
 bool MatchAndRewriteRule::apply(IrGraph& graph, uint32_t keepMatchedOps) {
-  const auto snapshot = graph.getOps().snapshot();
+  // Ops of types the pattern can't accept would fail at once: they aren't even looked at.
+  const auto types = pattern->opTypes();
+  const auto snapshot = types ? graph.getOps().snapshotOfTypes(*types) : graph.getOps().snapshot();
   CaptureMap lastMatched;
   bool changed = false;
   for (auto it = snapshot.rbegin(); it != snapshot.rend(); ++it) {

@@ -1,9 +1,12 @@
-// The op order against a plain vector model, through long random edits.
+// The op order against a plain vector model, through long random edits; walks over all ops
+// and over some types only.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
+#include <string>
+#include <vector>
 
 #include "modeltools/ir/IrOp.hpp"
 #include "modeltools/ir/OpSequence.hpp"
@@ -13,7 +16,16 @@ namespace {
 
 using OpPtr = std::shared_ptr<ops::IrOp>;
 
-OpPtr makeOp(int i) { return std::make_shared<ops::IrOp>("op" + std::to_string(i), "T", nullptr); }
+// Three op types, so that walks over some types only are checked as well.
+OpPtr makeOp(int i) { return std::make_shared<ops::IrOp>("op" + std::to_string(i), "T" + std::to_string(i % 3), nullptr); }
+
+std::vector<OpPtr> ofTypes(const std::vector<OpPtr>& ops, const std::vector<std::string>& types) {
+  std::vector<OpPtr> kept;
+  for (const auto& op : ops) {
+    if (std::find(types.begin(), types.end(), op->type()) != types.end()) kept.push_back(op);
+  }
+  return kept;
+}
 
 TEST(OpSequence, MatchesVectorModelThroughRandomEdits) {
   std::mt19937 random(1234);
@@ -39,6 +51,9 @@ TEST(OpSequence, MatchesVectorModelThroughRandomEdits) {
     }
     if (step % 97 == 0) {
       ASSERT_EQ(sequence.snapshot(), model);
+      ASSERT_EQ(sequence.snapshotOfTypes({"T0", "T2"}), ofTypes(model, {"T0", "T2"}));
+      ASSERT_EQ(sequence.snapshotOfTypes({"T1", "T1"}), ofTypes(model, {"T1"}));
+      ASSERT_TRUE(sequence.snapshotOfTypes({"T", "U"}).empty());
       for (size_t i = 0; i < model.size(); i += 7) {
         EXPECT_EQ(sequence.indexOf(model[i].get()), i);
         EXPECT_EQ(sequence.at(i), model[i]);
@@ -56,6 +71,7 @@ TEST(OpSequence, RefusesDuplicatesAndAnswersForStrangers) {
   EXPECT_EQ(sequence.indexOf(b.get()), OpSequence::npos);
   EXPECT_FALSE(sequence.erase(b.get()));
   EXPECT_THROW(sequence.insert(3, b), std::out_of_range);
+  EXPECT_THROW(sequence.replace(a.get(), nullptr), std::invalid_argument);
   sequence.insert(0, b);
   EXPECT_TRUE(sequence.precedes(b.get(), a.get()));
   EXPECT_EQ(sequence.front(), b);

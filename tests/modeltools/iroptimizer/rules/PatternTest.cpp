@@ -1,5 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
 #include "modeltools/iroptimizer/Pattern.hpp"
 #include "support/ExpectThrow.hpp"
 #include "support/GraphBuilder.hpp"
@@ -106,6 +112,33 @@ TEST_F(PatternTest, AlternativesTryTheRightOrPreferredBranchFirstWithoutBacktrac
   ASSERT_TRUE(chosen->match(at("r")));
   EXPECT_EQ(chosen->getMatchedNodes().count(fallback), 0u);
   EXPECT_EQ(chosen->getParents().at(preferred), (std::set<PatternPtr>{chosen}));
+}
+
+TEST_F(PatternTest, ARootNamesEveryOpTypeItCanMatch) {
+  chainFromInput("s:Reshape r:Relu m:Mul n:Neg c:Cast");
+  const std::vector<std::pair<PatternPtr, Pattern::OpTypes>> cases = {
+      {isOpType("Relu"), std::vector<std::string>{"Relu"}},
+      {op("Mul", isWildcard()), std::vector<std::string>{"Mul"}},
+      {withShape(op("Neg", isOpType("Mul")), {1}), std::vector<std::string>{"Neg"}},
+      {either(isOpType("Relu"), op("Neg", isWildcard())), std::vector<std::string>{"Relu", "Neg"}},
+      {optional(isOpType("Cast"), isOpType("Neg")), std::vector<std::string>{"Cast", "Neg"}},
+      {isFoldableConstant(), std::vector<std::string>{"Reshape"}},
+      {isConstant(), std::vector<std::string>{}},
+      {isWildcard(), std::nullopt},
+      {either(isOpType("Relu"), isWildcard()), std::nullopt},
+  };
+  for (const auto& [pattern, expected] : cases) {
+    const auto types = pattern->opTypes();
+    ASSERT_EQ(types.has_value(), expected.has_value());
+    if (!types) continue;
+    EXPECT_EQ(std::set<std::string>(types->begin(), types->end()), std::set<std::string>(expected->begin(), expected->end()));
+    // What a sweep relies on: no op of another type ever matches.
+    for (const auto& candidate : graph.getOps()) {
+      if (std::find(types->begin(), types->end(), candidate->type()) == types->end()) {
+        EXPECT_FALSE(pattern->match(candidate)) << candidate->name();
+      }
+    }
+  }
 }
 
 TEST_F(PatternTest, AFailedMatchKeepsTheLastSuccessfulCaptures) {
