@@ -44,7 +44,12 @@ class LibrarySession {
   static Vrx_LogHandle_t handle() { return reinterpret_cast<Vrx_LogHandle_t>(&g_libraryErrors); }
 };
 
-std::string quotedName(const char* name) { return name != nullptr ? "'" + std::string(name) + "'" : "(unnamed)"; }
+std::string quotedName(const char* name) {
+  if (name == nullptr) return "(unnamed)";
+  std::string quoted = "'";
+  quoted.append(name).push_back('\'');
+  return quoted;
+}
 
 // The five exports, in the client's order. Stops at the first nonzero status.
 void driveExports(GraphRecords& graph, CapturingBackend& backend, const GraphTransformerConfig& config,
