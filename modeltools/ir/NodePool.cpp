@@ -59,4 +59,3 @@ void NodePool::deallocate(void* slot) {
 }
 
 }  // namespace modeltools
-

@@ -52,8 +52,8 @@ class Pattern : public std::enable_shared_from_this<Pattern> {
   virtual bool visitOp(PatternMatcher& matcher, const OpPtr& op);
   virtual bool visitTensor(PatternMatcher& matcher, const TensorPtr& tensor);
 
-  // The op types that `visitOp` can accept at all, or none if it may accept any type. A sweep
-  // need only try the ops of these types.
+  // The op types that `visitOp` can accept at all; no list when it may accept any type. A sweep
+  // need only try the ops of the listed types.
   using OpTypes = std::optional<std::vector<std::string>>;
   virtual OpTypes opTypes() const { return std::vector<std::string>{}; }
 
