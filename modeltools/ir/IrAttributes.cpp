@@ -108,8 +108,8 @@ const AttrValue& IrAttributes::scalarOfType(const std::string& name, uint32_t da
   }
   if (attr.dataType != dataType) {
     throw std::runtime_error(std::string("modeltools::IrAttributes::getAttr: Invalid requested type: ") +
-                             vrx::dataTypeName(dataType) + " for attr: " + name +
-                             " with type: " + vrx::dataTypeName(attr.dataType));
+                             modeltools::dataTypeName(dataType) + " for attr: " + name +
+                             " with type: " + modeltools::dataTypeName(attr.dataType));
   }
   return attr;
 }

@@ -4,10 +4,8 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "Core/Validation/src/Operations/OpValidator.hpp"
 #include "DataTypes.hpp"
-#include "modeltools/iroptimizer/transforms/TransformManager.hpp"
-#include "modeltools/translation/IrVrxTranslator.hpp"
+#include "TransformManager.hpp"
 
 namespace modeltools {
 namespace {
@@ -29,12 +27,12 @@ void requireOp(const OpPtr& op, const char* function) {
 }  // namespace
 
 IrGraph::IrGraph(std::string name, std::shared_ptr<AxisOrder> axisOrder,
-                 std::map<std::string, AxisFormat> tensorAxisFormats)
+                 std::map<std::string, AxisFormat> tensorAxisFormats, GraphServices services)
     : name_(std::move(name)),
       axisOrder_(axisOrder ? std::move(axisOrder) : std::make_shared<IrAxisOrder>()),
       tensorAxisFormats_(std::move(tensorAxisFormats)),
-      translator_(std::make_unique<IrVrxTranslator>()),
-      validator_(std::make_unique<vrx::validation::OpValidator>()) {}
+      services_(std::move(services)),
+      diagnostics_(std::make_unique<Diagnostics>()) {}
 
 IrGraph::~IrGraph() {
   // Tensors and ops go in the order of their addresses, which is about the order they were
@@ -82,7 +80,7 @@ StaticTensorPtr IrGraph::addStaticTensor(TensorFields fields, const void* data, 
 TensorPtr IrGraph::addTensor(const std::string& name, const Dims& dims, uint32_t dataType, uint32_t floatDataType,
                              bool quantizable, const QuantInfo& quantInfo, AxisFormat axisFormat,
                              AxisFormat srcAxisFormat, uint32_t kind) {
-  const bool quantized = vrx::isQuantizedDataType(dataType);
+  const bool quantized = modeltools::isQuantizedDataType(dataType);
   // A quantized tensor starts out as its float type; setQInfo gives it the quantized one.
   auto tensor = std::make_shared<IrTensor>(TensorFields{.name = name,
                                                       .shape = IrTensorShape(dims),

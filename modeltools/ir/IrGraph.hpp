@@ -10,19 +10,15 @@
 
 #include "AxisOrder.hpp"
 #include "ConversionNamePolicy.hpp"
+#include "Diagnostics.hpp"
 #include "FlatHashMap.hpp"
+#include "GraphServices.hpp"
 #include "IrOp.hpp"
 #include "IrTensor.hpp"
 #include "OpSequence.hpp"
 #include "TraceInfo.hpp"
 
-namespace vrx::validation {
-class OpValidator;
-}
-
 namespace modeltools {
-
-class IrVrxTranslator;
 
 using TensorPtr = std::shared_ptr<IrTensor>;
 using StaticTensorPtr = std::shared_ptr<IrStaticTensor>;
@@ -34,8 +30,10 @@ using OpSet = std::set<OpPtr>;
 // position itself. Failures are exceptions (run-time unless a caller gave something wrongly).
 class IrGraph {
  public:
+  // `services` come from the layers above the IR (see GraphServices); without them every op
+  // is generic and records can't be made.
   explicit IrGraph(std::string name, std::shared_ptr<AxisOrder> axisOrder = std::make_shared<IrAxisOrder>(),
-                   std::map<std::string, AxisFormat> tensorAxisFormats = {});
+                   std::map<std::string, AxisFormat> tensorAxisFormats = {}, GraphServices services = {});
   ~IrGraph();
   IrGraph(const IrGraph&) = delete;
   IrGraph& operator=(const IrGraph&) = delete;
@@ -43,6 +41,9 @@ class IrGraph {
   const std::string& name() const { return name_; }
   const std::shared_ptr<AxisOrder>& axisOrder() const { return axisOrder_; }
   const std::map<std::string, AxisFormat>& tensorAxisFormats() const { return tensorAxisFormats_; }
+  const GraphServices& services() const { return services_; }
+  // Where everything said about this graph goes: standard output unless sent elsewhere.
+  Diagnostics& diagnostics() const { return *diagnostics_; }
 
   // ---- Adding tensors (all forms end in the first) ----
   TensorPtr addTensor(const TensorPtr& tensor);
@@ -87,7 +88,8 @@ class IrGraph {
   std::vector<Vrx_OpConfig_t*> getVrxOps();
   Vrx_Tensor_t* getVrxTensor(const std::string& name);
   void validateVrxOpConfig(const OpPtr& op, bool omitStaticData, const std::string& backendName);
-  IrVrxTranslator& translator() { return *translator_; }
+  // Made on first use; throws for a graph made without services.
+  RecordTranslator& translator();
 
   // ---- Renaming and small changes ----
   void changeOpName(const OpPtr& op, const std::string& newName);
@@ -172,8 +174,9 @@ class IrGraph {
   FlatHashMap<std::string, OpPtr> opMap_;
   std::shared_ptr<AxisOrder> axisOrder_;
   std::map<std::string, AxisFormat> tensorAxisFormats_;
-  std::unique_ptr<IrVrxTranslator> translator_;
-  std::unique_ptr<vrx::validation::OpValidator> validator_;
+  GraphServices services_;
+  std::unique_ptr<Diagnostics> diagnostics_;
+  std::unique_ptr<RecordTranslator> translator_;
   TraceTable opTraceInfo_;
   TraceTable tensorTraceInfo_;
   std::shared_ptr<ConversionNamePolicy> namePolicy_;

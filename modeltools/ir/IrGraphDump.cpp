@@ -2,14 +2,12 @@
 
 #include <rapidjson/document.h>
 
-#include <iostream>
 #include <set>
 #include <sstream>
 #include <stdexcept>
 
 #include "IrGraph.hpp"
 #include "JsonFile.hpp"
-#include "modeltools/ops/TranslationRegistry.hpp"
 
 namespace modeltools {
 namespace {
@@ -107,33 +105,25 @@ rapidjson::Value dumpedAttrs(const ops::IrOp& op, Allocator& allocator) {
 
 std::pair<uint64_t, uint64_t> IrGraph::reEvalMacsParams() {
   constexpr const char* kHead = "modeltools::IrGraph::reEvalMacsParams: ";
-  auto& registry = OpTranslationRegistry::instance();
   uint64_t totalMacs = 0;
   uint64_t totalParams = 0;
   for (const auto& op : opList_) {
     try {
-      uint64_t macs = 0;
-      uint32_t params = 0;
-      if (registry.hasTranslationMethod(op->type())) {
-        // The stand-in shares the op's attribute table, so the defaults of its class become
-        // the op's own: a generic op carries the same attributes as its typed class would.
-        auto typed = registry.applyMethod(op->type(), op->name(), op->attrs(), op->getInputs(), op->getOutputs());
-        macs = typed->macs(axisOrder_);
-        params = typed->paramsCount(axisOrder_);
-      } else {
-        macs = op->macs(axisOrder_);
-        params = op->paramsCount(axisOrder_);
-      }
+      // A client's op stays generic; its type's class knows its cost. The view shares the op's
+      // attribute table, so the defaults of the class become the op's own.
+      auto typed = services_.typedView ? services_.typedView(*op) : nullptr;
+      ops::IrOp& counted = typed ? *typed : *op;
+      const uint64_t macs = counted.macs(axisOrder_);
+      const uint32_t params = counted.paramsCount(axisOrder_);
       totalMacs += macs;
       totalParams += params;
     } catch (const std::exception& error) {
-      std::cout << kHead << "WARNING: Failed to calculate MACs/params for op " << op->name() << ": " << error.what()
-                << '\n';
+      diagnostics().write(kHead, "WARNING: Failed to calculate MACs/params for op ", op->name(), ": ", error.what(),
+                          '\n');
     }
   }
-  std::cout << kHead << "Re-evaluated graph statistics after IrOptimizer optimization passes:\n"
-            << kHead << "Total MACs: " << totalMacs << '\n'
-            << kHead << "Total Params Count: " << totalParams << std::endl;
+  diagnostics().write(kHead, "Re-evaluated graph statistics after IrOptimizer optimization passes:\n", kHead,
+                      "Total MACs: ", totalMacs, '\n', kHead, "Total Params Count: ", totalParams, '\n');
   return {totalMacs, totalParams};
 }
 

@@ -4,14 +4,12 @@
 // graph's size plus the work on the op's own neighbours.
 
 #include <algorithm>
-#include <iostream>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
 
 #include "DataTypes.hpp"
 #include "IrGraph.hpp"
-#include "modeltools/translation/CreateOp.hpp"
 
 namespace modeltools {
 namespace {
@@ -70,7 +68,7 @@ std::optional<OpSet> wireInjectedOp(IrGraph& graph, const OpPtr& op, const Tenso
   const auto shapes = op->inferOutputTensorShapes(graph.axisOrder(), 1);
   if (shapes.empty()) return std::nullopt;
   const uint32_t dataType = op->inferOutputFloatDataTypes(1).at(0);
-  const bool quantizable = inheritQuantizable ? input->quantizable() : vrx::isFloat16Or32(dataType);
+  const bool quantizable = inheritQuantizable ? input->quantizable() : isFloat16Or32(dataType);
   auto output = graph.addTensor(TensorFields{.name = outputName,
                                            .shape = shapes[0],
                                            .dataType = dataType,
@@ -172,7 +170,8 @@ void IrGraph::injectImplicitPermute(const std::string& tensorName, AxisFormat ax
     transferConsumers(tensor, existing, getConsumers(tensor, consumerNames));
     return;
   }
-  auto transpose = iroptimizer::createOp("Transpose", candidate, {{"perm", iroptimizer::OpAttrValue(permOrder)}});
+  if (!services_.makeTranspose) fail("injectImplicitPermute", "the graph was made without typed op creation");
+  auto transpose = services_.makeTranspose(candidate, permOrder);
   inject(transpose, tensorName, candidate, consumerNames, axisFormat, false, false);
 }
 
@@ -247,8 +246,8 @@ void IrGraph::replace(const OpPtr& oldRef, const OpPtr& newRef, const std::strin
   const OpPtr oldOp = oldRef;  // the caller's reference may live in the order, which changes below
   const OpPtr newOp = newRef;
   if (newOp->numInputs() != 0 || newOp->numOutputs() != 0) {
-    std::cout << head("replace") << "The replacement Op: " << *newOp
-              << " already has inputs/outputs which might be replaced with those of the original op.\n\n";
+    diagnostics().write(head("replace"), "The replacement Op: ", *newOp,
+                        " already has inputs/outputs which might be replaced with those of the original op.\n\n");
   }
   newOp->takeTensorListsFrom(*oldOp);
   for (const auto& input : distinct(oldOp->getInputs())) {

@@ -1,7 +1,6 @@
 // Trace records: which framework ops and tensors each IR op and tensor came from.
 
 #include <algorithm>
-#include <iostream>
 #include <set>
 #include <stdexcept>
 
@@ -177,13 +176,13 @@ void IrGraph::validateTraceInfoCompleteness(const std::string& stage) const {
   for (const auto& check : checks) {
     if (check.missing.empty()) continue;
     complete = false;
-    std::cout << head << check.message << stage
-              << (check.ops ? ", please check below ops:" : ", please check below tensors:") << "\n";
+    diagnostics().write(head, check.message, stage,
+                        check.ops ? ", please check below ops:" : ", please check below tensors:", "\n");
     for (const auto& name : check.missing) {
-      std::cout << head << (check.ops ? "missing op: " : "missing tensor: ") << name << "\n";
+      diagnostics().write(head, check.ops ? "missing op: " : "missing tensor: ", name, "\n");
     }
   }
-  if (complete) std::cout << head << "Framework tracing record is complete in stage " << stage << ".\n";
+  if (complete) diagnostics().write(head, "Framework tracing record is complete in stage ", stage, ".\n");
 }
 
 }  // namespace modeltools

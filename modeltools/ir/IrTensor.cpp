@@ -9,7 +9,7 @@
 
 #include "DataTypes.hpp"
 #include "IrOp.hpp"
-#include "modeltools/iroptimizer/transforms/TransformManager.hpp"
+#include "TransformManager.hpp"
 
 namespace modeltools {
 namespace {
@@ -89,7 +89,7 @@ std::string opText(const IrTensor::OpPtr& op) {
 
 // Bytes a dense tensor of these dims needs, or 0 when the type has no whole-byte width.
 uint64_t expectedDataSize(const Dims& dims, uint32_t dataType) {
-  const uint64_t width = vrx::dataTypeByteWidth(dataType);
+  const uint64_t width = modeltools::dataTypeByteWidth(dataType);
   uint64_t size = width;
   for (uint32_t d : dims) size *= d;
   return size;
@@ -226,7 +226,7 @@ IrTensor::IrTensor(std::string name, IrTensorShape shape, uint32_t dataType, Axi
                           .shape = std::move(shape),
                           .dataType = dataType,
                           .floatDataType = dataType,
-                          .quantizable = vrx::isFloat16Or32(dataType),
+                          .quantizable = modeltools::isFloat16Or32(dataType),
                           .axisFormat = axisFormat,
                           .srcAxisFormat = srcAxisFormat,
                           .kind = kind}) {}
@@ -282,12 +282,12 @@ QuantInfo& IrTensor::mutableQuantInfo() {
   return *quantInfo_;
 }
 
-bool IrTensor::isQuantized() const { return vrx::isQuantizedDataType(dataType_) && quantInfo().isDefined(); }
+bool IrTensor::isQuantized() const { return modeltools::isQuantizedDataType(dataType_) && quantInfo().isDefined(); }
 
 void IrTensor::setQuantizable(bool flag) {
-  if (flag && !vrx::isFloat16Or32(dataType_)) {
+  if (flag && !modeltools::isFloat16Or32(dataType_)) {
     throw std::invalid_argument("modeltools::IrTensor::setQuantizable: Tensor: " + name_ +
-                                " must be of type float to be quantizable, but it's: " + vrx::dataTypeName(dataType_));
+                                " must be of type float to be quantizable, but it's: " + modeltools::dataTypeName(dataType_));
   }
   quantizable_ = flag;
   if (!flag && quantInfo_) quantInfo_->encoding = kUndefined;
@@ -301,11 +301,11 @@ void IrTensor::setQInfo(uint32_t dataType, const QuantInfo& quantInfo) {
   }
   std::ostringstream message;
   message << "modeltools::IrTensor::setQInfo: ";
-  if (quantizable_ && vrx::isQuantizedDataType(dataType) && !quantInfo.isDefined()) {
+  if (quantizable_ && modeltools::isQuantizedDataType(dataType) && !quantInfo.isDefined()) {
     message << "Must set valid quantization info for tensor " << name_ << " with quantized data type "
-            << vrx::dataTypeName(dataType) << ", but got undefined quantization encoding.";
+            << modeltools::dataTypeName(dataType) << ", but got undefined quantization encoding.";
   } else {
-    message << "Can't set quantization data with data type: " << vrx::dataTypeName(dataType) << " for: " << name_
+    message << "Can't set quantization data with data type: " << modeltools::dataTypeName(dataType) << " for: " << name_
             << " with quantizable flag " << quantizable_;
   }
   throw std::invalid_argument(message.str());
@@ -314,10 +314,10 @@ void IrTensor::setQInfo(uint32_t dataType, const QuantInfo& quantInfo) {
 void IrTensor::setFloatQInfo(uint32_t dataType, const QuantInfo& quantInfo) {
   quantizable_ = false;
   if (quantInfo_) quantInfo_->encoding = kUndefined;
-  if (!vrx::isFloat16Or32(dataType)) {
+  if (!modeltools::isFloat16Or32(dataType)) {
     throw std::invalid_argument(
         std::string("modeltools::IrTensor::setFloatQInfo: Datatype provided to setFloatQInfo should be float but got ") +
-        vrx::dataTypeName(dataType));
+        modeltools::dataTypeName(dataType));
   }
   dataType_ = dataType;
   QuantInfo& stored = mutableQuantInfo();

@@ -1,7 +1,5 @@
 #include "IrOptimizer.hpp"
 
-#include <iostream>
-
 #include "PassDump.hpp"
 #include "PassIds.hpp"
 #include "modeltools/ir/IrGraph.hpp"
@@ -33,20 +31,34 @@ void IrOptimizer::dumpStage(const char* when, uint32_t stage) const {
   writePassDump(*graph_, when + optimizationStageName(stage) + "Optimizations.json");
 }
 
-void IrOptimizer::optimize() {
+void IrOptimizer::startRun() {
   passManager_ = std::make_shared<PassManager>(config_, registry_);
   // Tensors that passes create get ids above every id in the graph.
   graph_->resetTensorIds();
+}
+
+void IrOptimizer::writePassTrace() const {
+  if (!config_.passTrace) return;
+  std::string trace;
+  for (const auto& name : passManager_->getExecutedPasses()) trace += name + ", ";
+  graph_->diagnostics().write("PASS TRACE INFO: ", trace, "\n");
+}
+
+void IrOptimizer::optimize() {
+  startRun();
   for (const uint32_t stage : stages_) {
     dumpStage("Before", stage);
     passManager_->optimizeStage(*graph_, backendInfo_, stage);
     dumpStage("After", stage);
   }
-  if (config_.passTrace) {
-    std::string trace;
-    for (const auto& name : passManager_->getExecutedPasses()) trace += name + ", ";
-    std::cout << "PASS TRACE INFO: " << trace << std::endl;
-  }
+  writePassTrace();
+}
+
+void IrOptimizer::runPasses(const std::vector<uint32_t>& ids) {
+  startRun();
+  if (!ids.empty()) passManager_->applyOptimizationPasses(*graph_, ids, PostLayout);
+  passManager_->runPostOptimizationSteps(*graph_, PostLayout);
+  writePassTrace();
 }
 
 }  // namespace modeltools::iroptimizer

@@ -33,4 +33,10 @@ class Pass {
   uint32_t requiresEnable = 0;
 };
 
+// Stands in for a pass whose rewrite is not built yet: it never changes the graph.
+class PendingPass final : public Pass {
+ public:
+  bool run(IrGraph& /*graph*/) override { return false; }
+};
+
 }  // namespace modeltools::iroptimizer

@@ -1,107 +1,57 @@
 #pragma once
 
+// Ids, names and schedules of all passes, as PassTable.def lists them.
+
 #include <cstdint>
+#include <iterator>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace modeltools::iroptimizer {
 
-// The closed set of passes. Ids are what the pipelines list; names are what clients allow.
+enum class PassSchedule : uint8_t { Once, UntilStable, OnceKeepingMatchedOps };
+
+// `passid::RemoveNoOps1` and its kin: the ids by name.
 namespace passid {
 enum : uint32_t {
-  AlignMatmulRanks = 0,
-  OptimizeTransposes = 1,
-  SquashMultiplePermute = 2,
-  FoldReshapesInstance1 = 3,
-  FoldReshapesInstance2 = 4,
-  FoldReshapesInstance3 = 5,
-  FoldReshapesInstance4 = 6,
-  SinkTransposeBelowSum = 7,
-  OptimizeTransposeReshape = 8,
-  HandleGatherNegativeIndices = 9,
-  SquashReshapeInstance1 = 10,
-  SquashReshapeInstance2 = 11,
-  MatchSpaceToDepth = 12,
-  MultiTimeStepsGRU = 13,
-  Replace6dOps = 14,
-  OptimizeGatherND = 15,
-  OptimizeDepthToSpace = 16,
-  RemoveIdentityPreLT = 17,
-  RemoveNoOps1 = 18,
-  RemoveNoOps2 = 19,
-  RemoveCastIdentity = 20,
-  ForcePruneCast = 21,
-  SquashPad = 22,
-  FoldCasts = 23,
-  FoldSoftmax = 24,
-  FoldConcats = 25,
-  ExpandGruOpStructure = 26,
-  InjectCastForGather = 27,
-  FullyConnectedToHadamard = 28,
-  FoldHadamardWithMul = 29,
-  HoistTransposeAboveElementWiseMux = 30,
-  SquashConstantInput = 31,
-  ExpandSparseOpStructure = 32,
-  ProcessCustomIOQuantInfo = 33,
-  OptimizeNegation = 34,
-  UnrollGruTimeSteps = 35,
-  MatchGelu = 36,
-  MatchGeluApprox = 37,
-  MatchLogit = 38,
-  MultiTimeStepsLSTM = 39,
-  ExpandLstmOpStructure = 40,
-  OptimizeDepthReduce = 41,
-  UnrollLstm = 42,
-  SquashBatchnormInstance1 = 43,
-  SquashBatchnormInstance2 = 44,
-  OptimizeNonInplaceConcat = 45,
-  ReduceEltwiseBinTranspose = 46,
-  SquashConstantTranspose = 47,
-  PermuteAxisToLast = 48,
-  MergeLowLevelOpsToBatchnorm = 49,
-  OptimizeUnmatchedMatMul = 50,
-  ReplaceTRTWithReshape = 51,
-  ExpandInverse = 52,
-  FallbackDepthBroadcastEltwiseBin = 53,
-  OptimizeDepthBroadcastElementwise = 54,
-  AdjustNormOpBuffersInstance1 = 55,
-  AdjustNormOpBuffersInstance2 = 56,
-  AdjustNormOpFlattenLastDimsInstance1 = 57,
-  AdjustNormOpFlattenLastDimsInstance2 = 58,
-  ExpandThresholdedRelu = 59,
-  HoistTranspose = 60,
-  RemoveInverseTransposePair = 61,
-  TransformLayout = 62,
-  ExpandElementwiseMean = 63,
-  ExpandReduceL2Op = 64,
-  FlattenPReluAlpha = 65,
-  MergeLowLevelOpsToPRelu = 66,
-  RecordLoraTensorTransforms = 67,
-  ExpandExpandOpToEltwise = 68,
-  SquashTileUnsqueezeToExpand = 69,
-  MatchTopK = 70,
-  MatchChannelShuffle = 71,
-  MatmulToFC = 72,
-  MergeLowLevelOpsToL2Norm = 73,
-  FoldToClip = 74,
-  SquashEltwiseProd = 75,
-  SquashEltwiseDiv = 76,
-  SquashEltwiseSum = 77,
-  SquashEltwiseSub = 78,
-  SquashBoxDecoder = 79,
-  OptimizeDetectionOutput = 80,
-  MatchHardSwish = 81,
-  FoldMinMaxToReluMinMax = 82,
-  MergeLowLevelOpsToBatchToSpace = 83,
-  MergeLowLevelOpsToDepthToSpace = 84,
-  MergeLowLevelOpsToSpaceToBatch = 85,
-  MergeLowLevelOpsToSpaceToDepth = 86,
-  MatmulAddFusion = 87,
-  MergeLowLevelOpsToResize = 88
+#define VRX_PASS(id, name, ...) name = id,
+#include "PassTable.def"
+#undef VRX_PASS
 };
 }  // namespace passid
 
-constexpr uint32_t kNumPasses = 89;
+struct PassRow {
+  uint32_t id;
+  std::string_view name;
+  PassSchedule schedule;
+  std::string_view file;     // where its classes live; empty while the pass is pending
+  std::string_view classes;  // as the row writes them
+};
+
+inline constexpr PassRow kPassTable[] = {
+#define VRX_PASS(id, name, schedule, file, ...) {id, #name, PassSchedule::schedule, file, #__VA_ARGS__},
+#include "PassTable.def"
+#undef VRX_PASS
+};
+
+constexpr uint32_t kNumPasses = static_cast<uint32_t>(std::size(kPassTable));
+
+// Pipelines and clients refer to passes by id, so a row out of place would silently run
+// another pass.
+constexpr bool rowsAreInIdOrder() {
+  for (uint32_t i = 0; i < kNumPasses; ++i) {
+    if (kPassTable[i].id != i) return false;
+  }
+  return true;
+}
+static_assert(rowsAreInIdOrder(), "PassTable.def must hold the ids 0, 1, 2, ... in this order, without gaps");
+
+// The registration fields of a schedule.
+constexpr uint32_t repeatModeOf(PassSchedule schedule) { return schedule == PassSchedule::UntilStable ? 1 : 0; }
+constexpr uint32_t keepsMatchedOps(PassSchedule schedule) {
+  return schedule == PassSchedule::OnceKeepingMatchedOps ? 1 : 0;
+}
 
 // Exact, case-sensitive; an unknown name throws a run-time error.
 uint32_t getPassIdFromPassName(const std::string& name);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <iostream>
 
 #include "PassDump.hpp"
 #include "PassIds.hpp"
@@ -44,11 +43,6 @@ void runPipeline(PassManager& manager, IrGraph& graph, const std::shared_ptr<Pas
 PassManager::PassManager(OptimizerConfig config, const PassRegistry& registry)
     : config_(std::move(config)), registry_(registry) {}
 
-bool PassManager::registerPass(uint32_t id, uint32_t stage, const std::set<int32_t>& backends, uint32_t repeatMode,
-                               uint32_t requiresEnable, uint32_t keepMatchedOps) {
-  return PassRegistry::instance().registerPass(id, stage, backends, repeatMode, requiresEnable, keepMatchedOps);
-}
-
 void PassManager::optimizeStage(IrGraph& graph, const std::shared_ptr<backendinfo::BackendInfo>& backendInfo,
                                 uint32_t stage) {
   runPipeline(*this, graph, createPassPipeline(Default), backendInfo, stage);
@@ -74,10 +68,10 @@ bool PassManager::wantsPassDump(const std::string& passName) const {
   return config_.dumpPassFilter.empty() || contains(config_.dumpPassFilter, passName);
 }
 
-void PassManager::logDebug(const std::string& passName, const char* text) const {
+void PassManager::logDebug(const IrGraph& graph, const std::string& passName, const char* text) const {
   if (!config_.passLog) return;
-  std::cout << "modeltools::iroptimizer::PassManager::applyOptimizationPasses: DEBUG: " << passName << text
-            << std::endl;
+  graph.diagnostics().write("modeltools::iroptimizer::PassManager::applyOptimizationPasses: DEBUG: ", passName, text,
+                            "\n");
 }
 
 PassManager::Fingerprints PassManager::watchedOpFingerprints(const IrGraph& graph) const {
@@ -116,13 +110,13 @@ void PassManager::applyOptimizationPasses(IrGraph& graph, const std::vector<uint
   for (const uint32_t id : ids) {
     const auto registered = passes.find(id);
     if (registered == passes.end()) {
-      if (config_.passLog) logDebug(getPassNameFromPassId(id), " Pass not registered for this stage; skipping");
+      if (config_.passLog) logDebug(graph, getPassNameFromPassId(id), " Pass not registered for this stage; skipping");
       continue;
     }
     Pass& pass = *registered->second;
     if (!isEnabled(pass, id)) continue;
     const std::string name = getPassNameFromPassId(id);
-    logDebug(name, " Pass getting executed in IrOptimizer");
+    logDebug(graph, name, " Pass getting executed in IrOptimizer");
 
     const Fingerprints fingerprints = dumpsAt(dumplevel::kPerWatchedOp) ? watchedOpFingerprints(graph) : Fingerprints{};
     const std::string count = std::to_string(++counters[name]);
@@ -153,9 +147,10 @@ void PassManager::runPostOptimizationSteps(IrGraph& graph, uint32_t stage) {
   lastMacsParams_ = graph.reEvalMacsParams();
   if (dumpsAt(dumplevel::kAfterAllStages)) {
     static const std::string kFileName = "IRGraph_after_IrGraph_optimizations.json";
-    std::cout << "modeltools::iroptimizer::PassManager::runPostOptimizationSteps: Dumping IR graph after IrGraph "
-                 "optimizations as "
-              << kFileName << std::endl;
+    graph.diagnostics().write(
+        "modeltools::iroptimizer::PassManager::runPostOptimizationSteps: Dumping IR graph after IrGraph "
+        "optimizations as ",
+        kFileName, "\n");
     graph.dumpJson(kFileName);
   }
   // "transpose_b" serves inside the optimizer only and must never reach the backend.

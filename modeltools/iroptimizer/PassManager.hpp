@@ -24,12 +24,8 @@ namespace modeltools::iroptimizer {
 // dumped around it, and what follows all passes of a stage. Lives for one optimize call.
 class PassManager {
  public:
-  // `registry` must outlive the manager; the process registry unless a caller brings its own.
-  explicit PassManager(OptimizerConfig config, const PassRegistry& registry = PassRegistry::instance());
-
-  // Registers a pass in the process registry (see PassRegistry::registerPass).
-  static bool registerPass(uint32_t id, uint32_t stage, const std::set<int32_t>& backends, uint32_t repeatMode,
-                           uint32_t requiresEnable, uint32_t keepMatchedOps);
+  // `registry` must outlive the manager.
+  PassManager(OptimizerConfig config, const PassRegistry& registry);
 
   void optimizeStage(IrGraph& graph, const std::shared_ptr<backendinfo::BackendInfo>& backendInfo, uint32_t stage);
   void applyOptimizationPasses(IrGraph& graph, const std::vector<uint32_t>& ids, uint32_t stage);
@@ -53,7 +49,7 @@ class PassManager {
   Fingerprints watchedOpFingerprints(const IrGraph& graph) const;
   // Dumps for each watched op that changed or left the graph; true when a file was written.
   bool dumpChangedWatchedOps(const IrGraph& graph, const Fingerprints& before, const std::string& suffix) const;
-  void logDebug(const std::string& passName, const char* text) const;
+  void logDebug(const IrGraph& graph, const std::string& passName, const char* text) const;
 
   OptimizerConfig config_;
   std::vector<std::string> executedPasses_;

@@ -1,42 +1,11 @@
 #include "PassRegistry.hpp"
 
-#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 
-#include "PassFactory.hpp"
 #include "PassIds.hpp"
 
 namespace modeltools::iroptimizer {
-namespace {
-
-// Every pass runs once, except these, which run until they stop changing the graph.
-constexpr std::array<uint32_t, 12> kUntilStablePasses = {
-    passid::OptimizeTransposes, passid::SquashMultiplePermute, passid::FoldReshapesInstance1,
-    passid::FoldReshapesInstance2, passid::FoldReshapesInstance3, passid::FoldReshapesInstance4,
-    passid::OptimizeTransposeReshape, passid::Replace6dOps, passid::FoldCasts,
-    passid::FoldConcats, passid::ExpandSparseOpStructure, passid::ReduceEltwiseBinTranspose,
-};
-
-// Rewrites that must leave the ops they matched standing, for a later pass to clean up.
-constexpr std::array<uint32_t, 1> kKeepMatchedOpsPasses = {passid::SquashBoxDecoder};
-
-template <size_t N>
-bool listed(const std::array<uint32_t, N>& ids, uint32_t id) {
-  return std::find(ids.begin(), ids.end(), id) != ids.end();
-}
-
-// Every pass of the table, in stage PostLayout, for all backends.
-void registerAllPasses(PassRegistry& registry) {
-  for (uint32_t id = 0; id < kNumPasses; ++id) {
-    registry.registerPass(id, PostLayout, {Default},
-                          listed(kUntilStablePasses, id) ? repeatmode::kUntilStable : repeatmode::kOnce, 0,
-                          listed(kKeepMatchedOpsPasses, id) ? 1 : 0);
-  }
-}
-
-}  // namespace
-
 std::string optimizationStageName(uint32_t stage) {
   switch (stage) {
     case PreLayout: return "PreLayout";
@@ -47,18 +16,9 @@ std::string optimizationStageName(uint32_t stage) {
   }
 }
 
-PassRegistry::PassRegistry() : passNames_(passNamesInIdOrder()) {}
+PassRegistry::PassRegistry(PassFactory factory) : factory_(std::move(factory)) {}
 
-PassRegistry& PassRegistry::instance() {
-  // Filled on first use rather than by a load-time initializer of this unit, so that pass
-  // constructors may rely on the constants of other units.
-  static PassRegistry registry = [] {
-    PassRegistry filled;
-    registerAllPasses(filled);
-    return filled;
-  }();
-  return registry;
-}
+const std::vector<std::string>& PassRegistry::passNames() const { return passNamesInIdOrder(); }
 
 PassRegistry::StageMap* PassRegistry::stageMap(uint32_t stage) {
   return stage < kNumStages ? &stages_[stage] : nullptr;
@@ -79,14 +39,24 @@ bool PassRegistry::addPass(uint32_t id, uint32_t stage, std::shared_ptr<Pass> pa
 
 bool PassRegistry::registerPass(uint32_t id, uint32_t stage, const std::set<int32_t>& backends, uint32_t repeatMode,
                                 uint32_t requiresEnable, uint32_t keepMatchedOps) {
-  auto pass = createPass(id);
+  auto pass = factory_ ? factory_(id) : nullptr;
   if (!pass) getPassNameFromPassId(id);  // throws the message of an unknown id
+  if (!pass) {
+    throw std::runtime_error("modeltools::iroptimizer::PassManager::registerPass: no pass object for " +
+                             getPassNameFromPassId(id));
+  }
   pass->backends = backends;
   pass->stage = stage;
   pass->repeatMode = repeatMode;
   pass->keepMatchedOps = keepMatchedOps;
   pass->requiresEnable = requiresEnable;
   return addPass(id, stage, std::move(pass));
+}
+
+void PassRegistry::registerEveryPass() {
+  for (const auto& row : kPassTable) {
+    registerPass(row.id, PostLayout, {Default}, repeatModeOf(row.schedule), 0, keepsMatchedOps(row.schedule));
+  }
 }
 
 std::shared_ptr<Pass> PassRegistry::replacePass(uint32_t id, uint32_t stage, std::shared_ptr<Pass> pass) {
@@ -105,6 +75,6 @@ PassRegistry::StageMap PassRegistry::stagePasses(uint32_t stage) const {
   return stage < kNumStages ? stages_[stage] : StageMap{};
 }
 
-std::vector<std::string> getRegisteredPassNames() { return PassRegistry::instance().passNames(); }
+std::vector<std::string> getRegisteredPassNames() { return passNamesInIdOrder(); }
 
 }  // namespace modeltools::iroptimizer

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -17,20 +18,24 @@ constexpr uint32_t kNumStages = 4;
 // "PreLayout", "PostLayout", "PreQuant", "PostQuant"; "Unknown" for any other value.
 std::string optimizationStageName(uint32_t stage);
 
-// Pass objects by stage and id. The process has one, filled with every pass of the table on
-// first use; a scheduler can also be given one of its own (a test's, for instance).
+// Builds the pass object of an id; empty for an id it doesn't know.
+using PassFactory = std::function<std::shared_ptr<Pass>(uint32_t id)>;
+
+// Pass objects by stage and id. The library's registry is made by the pass catalogue
+// (passes/PassCatalogue.hpp), which knows every pass class; a test may make one of its own.
 class PassRegistry {
  public:
   using StageMap = std::map<uint32_t, std::shared_ptr<Pass>>;
 
-  // Empty stages; the names of all passes.
-  PassRegistry();
-  static PassRegistry& instance();
+  // Empty stages; `factory` builds what registerPass files.
+  explicit PassRegistry(PassFactory factory = {});
 
   // Builds the pass of `id`, gives it the registration fields and files it under `stage`.
   // Throws when the stage holds the id already; a stage above 3 holds nothing (false).
   bool registerPass(uint32_t id, uint32_t stage, const std::set<int32_t>& backends, uint32_t repeatMode,
                     uint32_t requiresEnable, uint32_t keepMatchedOps);
+  // Every pass of PassTable.def, in stage PostLayout, for all backends, scheduled as its row says.
+  void registerEveryPass();
   // Files a pass object that is ready as it is, with the same refusal as registerPass.
   bool addPass(uint32_t id, uint32_t stage, std::shared_ptr<Pass> pass);
   // Puts `pass` in the place of the one filed under (stage, id) and gives back the previous one
@@ -41,16 +46,16 @@ class PassRegistry {
   // A copy of one stage's map; empty for a stage above 3.
   StageMap stagePasses(uint32_t stage) const;
   // The pass names in id order.
-  const std::vector<std::string>& passNames() const { return passNames_; }
+  const std::vector<std::string>& passNames() const;
 
  private:
   StageMap* stageMap(uint32_t stage);
 
+  PassFactory factory_;
   std::array<StageMap, kNumStages> stages_;
-  std::vector<std::string> passNames_;
 };
 
-// A copy of the process registry's names, in id order.
+// The names of all passes, in id order.
 std::vector<std::string> getRegisteredPassNames();
 
 }  // namespace modeltools::iroptimizer

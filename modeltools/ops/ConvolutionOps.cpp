@@ -106,4 +106,8 @@ void TransposeConv3dOp::prepareAttributes() {
   addCommonConvDefaults(table);
 }
 
+void registerConvolutionOps(OpTranslationRegistry& registry) {
+  registerOpClasses<Conv2dOp, DepthwiseConv2dOp, Conv3dOp, TransposeConv2dOp, TransposeConv3dOp>(registry);
+}
+
 }  // namespace modeltools::ops

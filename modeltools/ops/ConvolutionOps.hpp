@@ -89,4 +89,7 @@ class TransposeConv3dOp : public BaseTransposeConv3dOp {
   VRX_TYPED_OP(TransposeConv3dOp, "TransposeConv3d")
 };
 
+// Registers every class of this family under its type string.
+void registerConvolutionOps(OpTranslationRegistry& registry);
+
 }  // namespace modeltools::ops

@@ -5,7 +5,7 @@
 #include <optional>
 #include <set>
 
-#include "DataTypes.hpp"
+#include "modeltools/ir/DataTypes.hpp"
 #include "modeltools/ir/AxisOrder.hpp"
 
 namespace modeltools::ops {
@@ -650,7 +650,7 @@ void StridedSliceOp::canonicalizeOp(uint32_t numOutputs) {
   }
   const auto old = attrs()->getStaticTensor("ranges");
   const uint32_t dataType =
-      old && vrx::dataTypeByteWidth(old->dataType()) == 4 ? old->dataType() : uint32_t{VRX_DATATYPE_INT_32};
+      old && modeltools::dataTypeByteWidth(old->dataType()) == 4 ? old->dataType() : uint32_t{VRX_DATATYPE_INT_32};
   const Dims shape = old ? old->dims() : Dims{static_cast<uint32_t>(ranges.size() / 3), 3};
   replaceListAttr(*attrs(), "ranges", ranges, shape, dataType, kBackendParam);
 }
@@ -955,5 +955,9 @@ uint64_t ResizeOp::macs(const AxisOrderPtr&) {
 }
 
 void ResizeOp::overrideDataAxisFormats(const AxisOrderPtr& axisOrder) { setDataFormatOfInput0(*this, axisOrder); }
+
+void registerDataMovementOps(OpTranslationRegistry& registry) {
+  registerOpClasses<TransposeOp, ReshapeOp, ConcatOp, SplitOp, PackOp, TileOp, PadOp, GatherOp, GatherElementsOp, GatherNDOp, StridedSliceOp, ExpandDimsOp, ExpandOp, DepthToSpaceOp, SpaceToDepthOp, BatchToSpaceOp, SpaceToBatchOp, ChannelShuffleOp, ResizeOp>(registry);
+}
 
 }  // namespace modeltools::ops

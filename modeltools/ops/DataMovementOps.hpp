@@ -146,4 +146,7 @@ class ResizeOp : public IrOp {
   void overrideDataAxisFormats(const AxisOrderPtr& axisOrder) override;
 };
 
+// Registers every class of this family under its type string.
+void registerDataMovementOps(OpTranslationRegistry& registry);
+
 }  // namespace modeltools::ops

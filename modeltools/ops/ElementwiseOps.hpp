@@ -92,4 +92,7 @@ class DequantizeOp : public IrOp {
   VRX_TYPED_OP(DequantizeOp, "Dequantize")
 };
 
+// Registers every class of this family under its type string.
+void registerElementwiseOps(OpTranslationRegistry& registry);
+
 }  // namespace modeltools::ops

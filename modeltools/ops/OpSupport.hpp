@@ -34,8 +34,7 @@
                                                                                                     \
  public:
 
-// Defines the two constructors declared by VRX_TYPED_OP and registers the class under its
-// type string while the library loads. `Base` is the direct base class.
+// Defines the two constructors declared by VRX_TYPED_OP. `Base` is the direct base class.
 #define VRX_DEFINE_TYPED_OP(Class, Base)                                                                  \
   Class::Class(const std::string& name, std::shared_ptr<::modeltools::IrAttributes> attrs)                \
       : Base(name, kType, std::move(attrs)) {                                                             \
@@ -45,9 +44,6 @@
                const ::modeltools::ops::TensorList& inputs, const ::modeltools::ops::TensorList& outputs) \
       : Class(name, std::move(attrs)) {                                                                   \
     setTensors(inputs, outputs);                                                                          \
-  }                                                                                                       \
-  namespace {                                                                                             \
-  [[maybe_unused]] const bool registered##Class = ::modeltools::registerOpClass<Class>(Class::kType);     \
   }
 
 namespace modeltools::ops {

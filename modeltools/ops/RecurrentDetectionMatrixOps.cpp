@@ -91,4 +91,8 @@ void GetSparseValuesOp::prepareAttributes() { requireAttrs(*attrs(), {"num_speci
 VRX_DEFINE_TYPED_OP(ColorTransformOp, IrOp)
 void ColorTransformOp::prepareAttributes() {}
 
+void registerRecurrentDetectionMatrixOps(OpTranslationRegistry& registry) {
+  registerOpClasses<LstmOp, GruOp, DetectionOutputOp, FullyConnectedOp, MatMulOp, TopKOp, InverseOp, HadamardTransformOp, CreateSparseOp, GetSparseIndicesOp, GetSparseValuesOp, ColorTransformOp>(registry);
+}
+
 }  // namespace modeltools::ops

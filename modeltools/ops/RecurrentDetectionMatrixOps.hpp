@@ -57,4 +57,7 @@ class ColorTransformOp : public IrOp {
   VRX_TYPED_OP(ColorTransformOp, "ColorTransform")
 };
 
+// Registers every class of this family under its type string.
+void registerRecurrentDetectionMatrixOps(OpTranslationRegistry& registry);
+
 }  // namespace modeltools::ops

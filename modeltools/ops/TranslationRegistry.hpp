@@ -13,7 +13,7 @@
 namespace modeltools {
 
 // Factories of typed objects by type string. One process-wide instance per instantiation,
-// made on first use; classes register themselves while the library loads.
+// made on first use.
 template <class Result, class... Args>
 class TranslationRegistry {
  public:
@@ -73,18 +73,17 @@ class TranslationRegistry {
 using OpTranslationRegistry = TranslationRegistry<ops::IrOp, const std::string&, std::shared_ptr<IrAttributes>,
                                                   const ops::TensorList&, const ops::TensorList&>;
 
-// Registers an op class under its type string while the library loads:
-//   static const bool registered = registerOpClass<Conv2dOp>("Conv2d");
-template <class OpClass>
-bool registerOpClass(const std::string& type) {
-  OpTranslationRegistry::instance().registerTranslationMethod(
-      type,
-      [](const std::string& name, std::shared_ptr<IrAttributes> attrs, const ops::TensorList& inputs,
-         const ops::TensorList& outputs) -> std::shared_ptr<ops::IrOp> {
-        return std::make_shared<OpClass>(name, std::move(attrs), inputs, outputs);
-      },
-      false);
-  return true;
+// Registers each op class under its type string (`kType`).
+template <class... OpClasses>
+void registerOpClasses(OpTranslationRegistry& registry) {
+  (registry.registerTranslationMethod(
+       OpClasses::kType,
+       [](const std::string& name, std::shared_ptr<IrAttributes> attrs, const ops::TensorList& inputs,
+          const ops::TensorList& outputs) -> std::shared_ptr<ops::IrOp> {
+         return std::make_shared<OpClasses>(name, std::move(attrs), inputs, outputs);
+       },
+       false),
+   ...);
 }
 
 }  // namespace modeltools

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "Core/VrxGraphTransformer/src/IrGraphBuilder.hpp"
+#include "BuildIrTensor.hpp"
 #include "modeltools/ir/IrOp.hpp"
 #include "modeltools/ops/OpFamilies.hpp"
 
@@ -42,7 +42,7 @@ void addParams(IrAttributes& attrs, const Vrx_OpConfig_t& opConfig) {
     const std::string name = textOf(param.name);
     if (param.paramType == VRX_PARAMTYPE_TENSOR) {
       if (param.tensor.name == nullptr) continue;
-      attrs.add(name, vrx::ir::IrGraphBuilder::buildIrStaticTensor(param.tensor), attrcategory::kBackendParam);
+      attrs.add(name, buildIrStaticTensor(param.tensor), attrcategory::kBackendParam);
     } else {
       addScalarParam(attrs, name, param.scalar);
     }

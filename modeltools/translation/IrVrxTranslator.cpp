@@ -6,7 +6,7 @@
 #include <stdexcept>
 
 #include "BackendTypeRules.hpp"
-#include "DataTypes.hpp"
+#include "modeltools/ir/DataTypes.hpp"
 #include "TranslatorEntries.hpp"
 
 namespace modeltools {
@@ -67,7 +67,8 @@ auto* dataOrNull(Values& values) {
 
 }  // namespace
 
-IrVrxTranslator::IrVrxTranslator() = default;
+IrVrxTranslator::IrVrxTranslator(Diagnostics* diagnostics)
+    : diagnostics_(diagnostics != nullptr ? diagnostics : &ownDiagnostics_) {}
 
 IrVrxTranslator::~IrVrxTranslator() {
   // Op entries first: they point into tensor entries.
@@ -175,7 +176,7 @@ void IrVrxTranslator::addParams(OpEntry& entry) {
       } else if (attr.dataType == VRX_DATATYPE_BOOL_8) {
         param.scalar.value.bool8Value = attr.value.boolValue ? 1 : 0;
       } else {
-        std::memcpy(&param.scalar.value, &attr.value, vrx::dataTypeByteWidth(attr.dataType));
+        std::memcpy(&param.scalar.value, &attr.value, modeltools::dataTypeByteWidth(attr.dataType));
       }
     } else if (attr.attrType == attrtype::kTensor && attr.tensor) {
       // A tensor param is the op's own: its record isn't shared through the cache.

@@ -12,7 +12,9 @@
 #include <vector>
 
 #include "VrxBackendRecords.h"
+#include "modeltools/ir/Diagnostics.hpp"
 #include "modeltools/ir/FlatHashMap.hpp"
+#include "modeltools/ir/GraphServices.hpp"
 
 namespace modeltools {
 
@@ -27,24 +29,26 @@ class IrOp;
 // long as the translator (and so the graph): entries are never dropped earlier, so they are
 // made in an arena of the translator's own, side by side in the order they were made, and
 // released at once.
-class IrVrxTranslator {
+class IrVrxTranslator final : public RecordTranslator {
  public:
   // Arrays and records that quantization params point into.
   using KeepAlive = std::vector<std::shared_ptr<void>>;
 
-  IrVrxTranslator();
-  ~IrVrxTranslator();
+  // Failures to translate a quantization go to `diagnostics` (standard streams when none).
+  explicit IrVrxTranslator(Diagnostics* diagnostics = nullptr);
+  ~IrVrxTranslator() override;
   IrVrxTranslator(const IrVrxTranslator&) = delete;
   IrVrxTranslator& operator=(const IrVrxTranslator&) = delete;
 
   // The op's record; a second request for the same op name returns the first record.
   // `omitStaticData` leaves the data pointers of static inputs null (sizes stay);
   // `backendName` decides one rule of "Resize".
-  Vrx_OpConfig_t* getVrxOp(const std::shared_ptr<ops::IrOp>& op, bool omitStaticData, const std::string& backendName);
+  Vrx_OpConfig_t* getVrxOp(const std::shared_ptr<ops::IrOp>& op, bool omitStaticData,
+                           const std::string& backendName) override;
   // Room in the caches for records of this many ops and tensors, so that they fill without rehashing.
-  void reserve(size_t ops, size_t tensors);
+  void reserve(size_t ops, size_t tensors) override;
   // The tensor's record, cached by name.
-  Vrx_Tensor_t* getVrxTensor(const std::shared_ptr<IrTensor>& tensor);
+  Vrx_Tensor_t* getVrxTensor(const std::shared_ptr<IrTensor>& tensor) override;
   // Fills `params` from the tensor's quantization; what it allocates goes to `keepAlive`.
   void translateQuantEncoding(const IrTensor& tensor, Vrx_QuantizeParams_t& params, KeepAlive& keepAlive);
 
@@ -52,9 +56,10 @@ class IrVrxTranslator {
   // (composition renames and rewires records in place): it lives as long as the record.
   // Throws invalid_argument for a record that isn't the current one of its cache entry.
   void keepWithOp(const Vrx_OpConfig_t& config, std::shared_ptr<void> storage);
-  void keepWithTensor(const std::string& tensorName, const Vrx_Tensor_t& record, std::shared_ptr<void> storage);
+  void keepWithTensor(const std::string& tensorName, const Vrx_Tensor_t& record,
+                      std::shared_ptr<void> storage) override;
   // The same for storage that records of many ops point into: it lives as long as the translator.
-  void keepWithRecords(std::shared_ptr<void> storage) { keepAlive_.push_back(std::move(storage)); }
+  void keepWithRecords(std::shared_ptr<void> storage) override { keepAlive_.push_back(std::move(storage)); }
 
   // The backend data type of a value type, for passes that make typed constants.
   template <class T>
@@ -78,7 +83,9 @@ class IrVrxTranslator {
   void addParams(OpEntry& entry);
   void addTensorLists(OpEntry& entry, bool omitStaticData);
 
-  // Declared first, so that it goes last.
+  Diagnostics ownDiagnostics_;  // used when the translator is made without a graph's
+  Diagnostics* diagnostics_;
+  // Declared before the records, so that it goes after them.
   std::pmr::monotonic_buffer_resource arena_;
   KeepAlive keepAlive_;  // outlives the records that point into it
   // Every entry made, in the order made; the destructor ends them in that order.

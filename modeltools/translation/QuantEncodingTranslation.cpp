@@ -3,12 +3,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iostream>
 #include <limits>
 #include <new>
 #include <stdexcept>
 
-#include "DataTypes.hpp"
+#include "modeltools/ir/DataTypes.hpp"
 #include "TranslatorEntries.hpp"
 
 namespace modeltools {
@@ -163,7 +162,7 @@ void fillMappedVector(const QuantInfo& info, Vrx_QuantizeParams_t& params, IrVrx
 
 void IrVrxTranslator::translateQuantEncoding(const IrTensor& tensor, Vrx_QuantizeParams_t& params,
                                              KeepAlive& keepAlive) {
-  if (vrx::isFloat16Or32(tensor.dataType())) {
+  if (modeltools::isFloat16Or32(tensor.dataType())) {
     // A float tensor has no encoding, whatever stale info it still carries.
     params = {};
     params.encodingDefinition = VRX_DEFINITION_UNDEFINED;
@@ -207,8 +206,8 @@ void IrVrxTranslator::fillEncoding(const QuantInfo& info, const IrTensor& owner,
     case VRX_QUANTIZATION_ENCODING_MAPPED_VECTOR: fillMappedVector(info, params, keepAlive); break;
     case VRX_QUANTIZATION_ENCODING_ARRAY: fillArrayEncoding(info, owner, rank, params, keepAlive); break;
     default:
-      std::cerr << "modeltools::IrVrxTranslator::translateQuantEncoding: Unsupported quantization encoding type: "
-                << info.encoding << ". Skipping.\n";
+      diagnostics_->writeError("modeltools::IrVrxTranslator::translateQuantEncoding: Unsupported quantization encoding type: ",
+                               info.encoding, ". Skipping.\n");
       return;
   }
   normalizeDefinition();

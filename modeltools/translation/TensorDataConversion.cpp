@@ -8,8 +8,8 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "DataTypes.hpp"
-#include "modeltools/iroptimizer/transforms/TransformManager.hpp"
+#include "modeltools/ir/DataTypes.hpp"
+#include "modeltools/ir/TransformManager.hpp"
 
 namespace modeltools {
 namespace {
@@ -172,7 +172,7 @@ void permuteElements(const T* input, T* output, const Dims& inputShape, const Di
 }  // namespace
 
 uint32_t elementSize(uint32_t dataType) {
-  const uint32_t width = vrx::dataTypeByteWidth(dataType);
+  const uint32_t width = modeltools::dataTypeByteWidth(dataType);
   return width == 0 ? 1 : width;
 }
 

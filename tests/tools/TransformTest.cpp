@@ -70,10 +70,13 @@ TEST(TransformOptionsTest, CommandLineArguments) {
   EXPECT_EQ(parsed.options.backend, "GPU");
   EXPECT_EQ(parsed.options.allowedPasses, (PassSelection{false, {"MatchGelu", "FoldCasts"}}));
   EXPECT_TRUE(parsed.options.writeDot);
-  EXPECT_EQ(parseArguments({"g.json", "--all-passes"}).options.allowedPasses, (PassSelection{true, {}}));
+  EXPECT_EQ(parseArguments({"g.json", "--no-passes"}).options.allowedPasses, PassSelection{});
   EXPECT_EQ(parseArguments({"g.json", "--allow", ""}).options.allowedPasses, PassSelection{});
   EXPECT_FALSE(parseArguments({"g.json"}).options.allowedPasses.has_value());
-  EXPECT_THROW(parseArguments({"g.json", "--allow", "MatchGelu", "--all-passes"}), TransformError);
+  EXPECT_EQ(parseArguments({"g.json", "--run-pass", "B", "--run-pass", "A", "--run-pass", "B"}).options.runPasses,
+            (std::vector<std::string>{"B", "A", "B"}));
+  EXPECT_THROW(parseArguments({"g.json", "--allow", "MatchGelu", "--no-passes"}), TransformError);
+  EXPECT_THROW(parseArguments({"g.json", "--run-pass", "MatchGelu", "--no-passes"}), TransformError);
   EXPECT_EQ(parseArguments({"--allow", "FoldCasts", "g.json"}).options.input, "g.json");  // one argument only
   EXPECT_THROW(parseArguments({"g.json", "--dot"}), TransformError);  // no output to put them next to
   EXPECT_THROW(parseArguments({"g.json", "--colour"}), TransformError);

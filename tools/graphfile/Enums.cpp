@@ -2,6 +2,7 @@
 
 #include <cctype>
 
+#include "GraphFile.hpp"
 #include "VrxGraphTransformer.h"
 
 namespace vrx::tools {
@@ -17,6 +18,11 @@ std::string folded(std::string_view text) {
 }
 
 }  // namespace
+
+bool isGraphIoTensorType(uint32_t type) {
+  return type == VRX_TENSORTYPE_APP_WRITE || type == VRX_TENSORTYPE_APP_READ ||
+         type == VRX_TENSORTYPE_UPDATEABLE_APP_WRITE || type == VRX_TENSORTYPE_UPDATEABLE_APP_READ;
+}
 
 EnumNames::EnumNames(const char* prefix, std::vector<EnumEntry> entries)
     : prefix_(folded(prefix)), entries_(std::move(entries)) {}

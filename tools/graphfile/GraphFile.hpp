@@ -25,6 +25,9 @@ class GraphFileError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// True for the tensor types of the graph's inputs and outputs, plain or updateable.
+bool isGraphIoTensorType(uint32_t type);
+
 // The passes a run may use: all of them, or those named.
 struct PassSelection {
   bool all = false;

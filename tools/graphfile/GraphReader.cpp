@@ -13,7 +13,6 @@
 #include "ElementCodec.hpp"
 #include "Enums.hpp"
 #include "GraphFile.hpp"
-#include "modeltools/ir/IrTensorShape.hpp"
 #include "JsonInput.hpp"
 #include "QuantizationFields.hpp"
 
@@ -83,8 +82,11 @@ T* arenaCopy(RecordArena& arena, const T* values, size_t count) {
   return copy;
 }
 
+// "[1,3,224,224]"
 std::string dimsText(std::span<const uint32_t> dims) {
-  return modeltools::listToString(std::vector<uint32_t>(dims.begin(), dims.end()));
+  std::string text = "[";
+  for (size_t i = 0; i < dims.size(); ++i) text += (i ? "," : "") + std::to_string(dims[i]);
+  return text + "]";
 }
 
 // The number of values that dims hold, or nothing if that overflows 64 bits.

@@ -1,6 +1,5 @@
 #include "CapturingBackend.hpp"
 
-#include "GraphTransformer.hpp"
 
 namespace vrx::tools {
 namespace {
@@ -60,7 +59,7 @@ GraphRecords CapturingBackend::graph() const {
   for (const auto& copy : tensors_) {
     const Vrx_Tensor_t& tensor = copy.record();
     const bool onlyInParams = paramTensors.contains(nameOf(tensor)) && !wired.contains(nameOf(tensor));
-    if (!onlyInParams || core::graphtransformer::isGraphIoTensorType(tensor.type)) graph.tensors.push_back(tensor);
+    if (!onlyInParams || isGraphIoTensorType(tensor.type)) graph.tensors.push_back(tensor);
   }
   return graph;
 }

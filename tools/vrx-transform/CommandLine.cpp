@@ -21,10 +21,16 @@ void defineCommandLine(CLI::App& app, CommandLine& commandLine) {
         std::erase(names, std::string());  // --allow "" allows none
         options.allowedPasses = PassSelection{false, std::move(names)};
       },
-      "comma-separated pass names that may run; wins over the graph file's \"allowedPasses\"");
-  app.add_flag_callback(
-         "--all-passes", [&options] { options.allowedPasses = PassSelection{true, {}}; }, "allow every pass")
-      ->excludes(allow);
+      "comma-separated pass names that may run in the backend's pipeline; wins over the graph file's "
+      "\"allowedPasses\" (without it and without --no-passes, every pass may run)");
+  auto* none = app.add_flag_callback(
+                      "--no-passes", [&options] { options.allowedPasses = PassSelection{false, {}}; },
+                      "run no pass: the graph goes to the backend as it came")
+                   ->excludes(allow);
+  app.add_option("--run-pass", options.runPasses,
+                 "run this pass alone, outside any pipeline; repeat it for several, which run in the order given")
+      ->excludes(allow)
+      ->excludes(none);
   auto* output = app.get_option("--output");
   app.add_flag("--dot", options.writeDot, "also write Graphviz files OUT.before.dot and OUT.after.dot")->needs(output);
   app.add_option("--inline-limit", options.write.inlineDataLimit,

@@ -3,7 +3,6 @@
 #include <set>
 #include <sstream>
 
-#include "GraphTransformer.hpp"
 #include "tools/graphfile/Enums.hpp"
 
 namespace vrx::tools {
@@ -33,7 +32,7 @@ std::string tensorLabel(const Vrx_Tensor_t& t) {
 }
 
 std::string tensorStyle(const Vrx_Tensor_t& t) {
-  if (core::graphtransformer::isGraphIoTensorType(t.type)) return "shape=ellipse, style=filled, fillcolor=\"#cfe2ff\"";
+  if (isGraphIoTensorType(t.type)) return "shape=ellipse, style=filled, fillcolor=\"#cfe2ff\"";
   if (t.type == VRX_TENSORTYPE_STATIC || t.type == VRX_TENSORTYPE_UPDATEABLE_STATIC) {
     return "shape=note, style=filled, fillcolor=\"#eeeeee\"";
   }

@@ -26,6 +26,7 @@ const char* statusMeaning(Vrx_Status_t status) {
     case VRX_GT_ERROR_UNSUPPORTED_TENSOR:
       return "VRX_GT_ERROR_UNSUPPORTED_TENSOR: a tensor of an unsupported kind, data type or data presence";
     case VRX_GT_ERROR_UNSUPPORTED_DATA_FORMAT: return "VRX_GT_ERROR_UNSUPPORTED_DATA_FORMAT: a tensor of an unsupported data format";
+    case VRX_GT_ERROR_UNKNOWN_PASS: return "VRX_GT_ERROR_UNKNOWN_PASS: a pass name that no pass has";
     default: return nullptr;
   }
 }
@@ -36,12 +37,20 @@ std::string milliseconds(std::chrono::nanoseconds time) {
   return text.str();
 }
 
-std::string passesText(const PassSelection& passes) {
-  if (passes.all) return "all";
-  if (passes.names.empty()) return "none";
+std::string joinedNames(const std::vector<std::string>& names) {
   std::string text;
-  for (const auto& name : passes.names) text += (text.empty() ? "" : ", ") + name;
+  for (const auto& name : names) text += (text.empty() ? "" : ", ") + name;
   return text;
+}
+
+// Which passes the run let loose: the backend's pipeline with some or all passes allowed, or
+// the passes named one by one.
+std::string passesText(const TransformResult& result) {
+  if (!result.passesRun.empty()) return "passes run alone: " + joinedNames(result.passesRun);
+  const PassSelection& allowed = result.allowedPasses;
+  if (allowed.all) return "passes allowed: all";
+  if (allowed.names.empty()) return "passes allowed: none";
+  return "passes allowed: " + joinedNames(allowed.names);
 }
 
 // One block of the before/after table: the total, then each type with its two counts.
@@ -71,7 +80,7 @@ size_t labelWidth(const TransformResult& result) {
   return width;
 }
 
-void printOptimization(std::ostream& out, const core::graphtransformer::OptimizationReport& report) {
+void printOptimization(std::ostream& out, const OptimizationSummary& report) {
   if (!report.ran) {
     out << "passes that changed the graph: not available\n";
     out << "MACs: not available\n";
@@ -94,8 +103,7 @@ std::string describeStatus(Vrx_Status_t status) {
 void printSummary(std::ostream& out, const TransformOptions& options, const TransformResult& result) {
   out << "vrx-transform: " << options.input.string();
   if (!options.output.empty()) out << " -> " << options.output.string();
-  out << "\nbackend " << nameOrNumber(backendNames(), result.backendKind) << ", passes allowed: "
-      << passesText(result.allowedPasses) << "\n";
+  out << "\nbackend " << nameOrNumber(backendNames(), result.backendKind) << ", " << passesText(result) << "\n";
   if (result.status != 0) {
     out << "error: " << result.failedCall << " returned " << describeStatus(result.status) << "\n";
     for (const auto& line : result.libraryErrors) out << "  library: " << line << "\n";

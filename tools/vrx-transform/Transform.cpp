@@ -6,8 +6,6 @@
 
 #include "CapturingBackend.hpp"
 #include "GraphDot.hpp"
-#include "HandleMap.hpp"
-#include "modeltools/iroptimizer/PassIds.hpp"
 #include "tools/graphfile/Enums.hpp"
 
 namespace vrx::tools {
@@ -51,6 +49,17 @@ std::string quotedName(const char* name) {
   return quoted;
 }
 
+OptimizationSummary optimizationSummary(Vrx_GraphHandle_t handle) {
+  VrxGraphTransformer_OptimizationReport_t report{};
+  if (VrxGraphTransformer_getOptimizationReport(handle, &report) != VRX_GT_SUCCESS) return {};
+  OptimizationSummary summary;
+  summary.ran = report.optimized != 0;
+  summary.macs = report.macs;
+  summary.params = report.params;
+  for (uint32_t i = 0; i < report.numExecutedPasses; ++i) summary.executedPasses.emplace_back(report.executedPasses[i]);
+  return summary;
+}
+
 // The five exports, in the client's order. Stops at the first nonzero status.
 void driveExports(GraphRecords& graph, CapturingBackend& backend, const GraphTransformerConfig& config,
                   TransformResult& result) {
@@ -69,6 +78,13 @@ void driveExports(GraphRecords& graph, CapturingBackend& backend, const GraphTra
                                                    result.backendKind, &config))) {
       return;
     }
+    if (!result.passesRun.empty()) {
+      call = "runOnlyPasses";
+      std::vector<const char*> names;
+      for (const auto& name : result.passesRun) names.push_back(name.c_str());
+      const auto count = static_cast<uint32_t>(names.size());
+      if (!succeeded(VrxGraphTransformer_runOnlyPasses(handle, names.data(), count))) return;
+    }
     for (auto& tensor : graph.tensors) {
       call = "addGraphTensor " + quotedName(tensor.name);
       if (!succeeded(VrxGraphTransformer_addGraphTensor(handle, &tensor))) return;
@@ -79,9 +95,7 @@ void driveExports(GraphRecords& graph, CapturingBackend& backend, const GraphTra
     }
     call = "finalizeGraph";
     if (!succeeded(VrxGraphTransformer_finalizeGraph(handle, nullptr, nullptr, backend.table()))) return;
-    if (const auto transformer = core::graphtransformer::findTransformer(handle)) {
-      result.optimization = transformer->optimizationReport();
-    }
+    result.optimization = optimizationSummary(handle);
   } catch (const std::exception& e) {
     throw TransformError("the library threw during " + call + ": " + e.what());
   }
@@ -114,15 +128,29 @@ uint32_t backendKindFromName(const std::string& name) {
   return *kind;
 }
 
-std::vector<std::string> allowedPassNames(const PassSelection& selection) {
-  const auto& known = modeltools::iroptimizer::passNamesInIdOrder();
-  if (selection.all) return known;
+std::vector<std::string> allPassNames() {
+  std::vector<std::string> names;
+  for (uint32_t i = 0; i < VrxGraphTransformer_passCount(); ++i) names.emplace_back(VrxGraphTransformer_passName(i));
+  return names;
+}
+
+namespace {
+
+void requireKnownPasses(const std::vector<std::string>& names) {
+  const auto known = allPassNames();
   const std::set<std::string> knownSet(known.begin(), known.end());
-  for (const auto& name : selection.names) {
+  for (const auto& name : names) {
     if (!knownSet.contains(name)) {
       throw TransformError("unknown pass '" + name + "' (vrx-transform --list-passes names them all)");
     }
   }
+}
+
+}  // namespace
+
+std::vector<std::string> allowedPassNames(const PassSelection& selection) {
+  if (selection.all) return allPassNames();
+  requireKnownPasses(selection.names);
   return selection.names;
 }
 
@@ -148,7 +176,10 @@ TransformResult runTransform(const TransformOptions& options) {
 
   TransformResult result;
   result.backendKind = chooseBackend(options, input);
-  result.allowedPasses = options.allowedPasses.value_or(input.allowedPasses.value_or(PassSelection{}));
+  // A person who runs a model through the tool wants to see what the backend's pipeline does.
+  result.allowedPasses = options.allowedPasses.value_or(input.allowedPasses.value_or(PassSelection{true, {}}));
+  requireKnownPasses(options.runPasses);
+  result.passesRun = options.runPasses;
   GraphTransformerConfig config;
   config.allowedPasses = allowedPassNames(result.allowedPasses);
   result.before = countGraph(input);

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "GraphTransformer.hpp"
+#include "VrxGraphTransformer.h"
 #include "tools/graphfile/GraphFile.hpp"
 
 namespace vrx::tools {
@@ -28,7 +28,10 @@ struct TransformOptions {
   std::filesystem::path output;  // empty: nothing is written
   // These win over what the graph file says.
   std::optional<std::string> backend;
+  // Without either: the graph file's "allowedPasses", or else every pass of the pipeline.
   std::optional<PassSelection> allowedPasses;
+  // Passes to run alone, in this order, instead of the backend's pipeline.
+  std::vector<std::string> runPasses;
   bool writeDot = false;  // OUT.before.dot and OUT.after.dot next to the output
   WriteOptions write;
 };
@@ -41,6 +44,14 @@ struct GraphCounts {
   std::map<std::string, size_t> tensorsByType;
 };
 
+// What the library's optimization did (VrxGraphTransformer_getOptimizationReport).
+struct OptimizationSummary {
+  bool ran = false;
+  std::vector<std::string> executedPasses;  // passes that changed the graph, in order
+  uint64_t macs = 0;
+  uint64_t params = 0;
+};
+
 struct TransformResult {
   // 0, or the first nonzero status of an export, and the call that returned it.
   Vrx_Status_t status = 0;
@@ -48,9 +59,10 @@ struct TransformResult {
   std::vector<std::string> libraryErrors;  // the library's failure log lines of the run
   uint32_t backendKind = 0;
   PassSelection allowedPasses;
+  std::vector<std::string> passesRun;  // the passes run alone, if any
   GraphCounts before;
   GraphCounts after;
-  core::graphtransformer::OptimizationReport optimization;
+  OptimizationSummary optimization;
   std::chrono::nanoseconds libraryTime{};
   std::chrono::nanoseconds totalTime{};
   std::vector<std::filesystem::path> written;
@@ -67,6 +79,9 @@ GraphCounts countGraph(const GraphRecords& graph);
 
 // "NXA" and its kin (any case) to the backendKind of createGraph.
 uint32_t backendKindFromName(const std::string& name);
+
+// Every pass name, in id order.
+std::vector<std::string> allPassNames();
 
 // The pass names that a selection allows; an unknown name throws TransformError.
 std::vector<std::string> allowedPassNames(const PassSelection& selection);

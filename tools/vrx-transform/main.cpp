@@ -5,7 +5,6 @@
 
 #include "CommandLine.hpp"
 #include "Summary.hpp"
-#include "modeltools/iroptimizer/PassIds.hpp"
 
 int main(int argc, char** argv) {
   CLI::App app{"vrx-transform"};
@@ -13,7 +12,7 @@ int main(int argc, char** argv) {
   vrx::tools::defineCommandLine(app, commandLine);
   CLI11_PARSE(app, argc, argv);
   if (commandLine.listPasses) {
-    for (const auto& name : modeltools::iroptimizer::passNamesInIdOrder()) std::cout << name << "\n";
+    for (const auto& name : vrx::tools::allPassNames()) std::cout << name << "\n";
     return 0;
   }
   try {

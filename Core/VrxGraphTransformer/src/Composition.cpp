@@ -14,7 +14,6 @@
 #include "Logger.hpp"
 #include "modeltools/ir/FlatHashMap.hpp"
 #include "modeltools/ir/IrGraph.hpp"
-#include "modeltools/translation/IrVrxTranslator.hpp"
 
 namespace vrx::core::graphtransformer {
 

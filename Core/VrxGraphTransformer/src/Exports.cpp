@@ -1,10 +1,12 @@
-// The five exports: thin, each looks the transformer up and hands over to it.
+// The five exports and the extras: thin, each looks the transformer up and hands over to it.
 
 #include <mutex>
 #include <unordered_map>
 
 #include "HandleMap.hpp"
 #include "Logger.hpp"
+#include "modeltools/ir/DataTypes.hpp"
+#include "modeltools/iroptimizer/PassIds.hpp"
 
 namespace vrx::core::graphtransformer {
 namespace {
@@ -90,6 +92,38 @@ Vrx_Status_t VrxGraphTransformer_finalizeGraph(Vrx_GraphHandle_t graphHandle, vo
 
 Vrx_Status_t VrxGraphTransformer_free(void) {
   clearTransformers();
+  return VRX_GT_SUCCESS;
+}
+
+const char* VrxGraphTransformer_dataTypeName(uint32_t dataType) { return modeltools::dataTypeName(dataType); }
+
+uint32_t VrxGraphTransformer_passCount(void) { return modeltools::iroptimizer::kNumPasses; }
+
+const char* VrxGraphTransformer_passName(uint32_t index) {
+  const auto& names = modeltools::iroptimizer::passNamesInIdOrder();
+  return index < names.size() ? names[index].c_str() : nullptr;
+}
+
+Vrx_Status_t VrxGraphTransformer_runOnlyPasses(Vrx_GraphHandle_t graphHandle, const char* const* passNames,
+                                               uint32_t count) {
+  auto transformer = findTransformer(graphHandle);
+  if (!transformer || (passNames == nullptr && count > 0)) return VRX_GT_ERROR_INVALID_HANDLE;
+  std::vector<std::string> names;
+  for (uint32_t i = 0; i < count; ++i) names.emplace_back(passNames[i] != nullptr ? passNames[i] : "");
+  return transformer->runOnlyPasses(names);
+}
+
+Vrx_Status_t VrxGraphTransformer_getOptimizationReport(Vrx_GraphHandle_t graphHandle,
+                                                       VrxGraphTransformer_OptimizationReport_t* report) {
+  auto transformer = findTransformer(graphHandle);
+  if (!transformer || report == nullptr) return VRX_GT_ERROR_INVALID_HANDLE;
+  const auto& done = transformer->optimizationReport();
+  *report = VrxGraphTransformer_OptimizationReport_t{
+      .optimized = done.ran ? 1u : 0u,
+      .numExecutedPasses = static_cast<uint32_t>(done.executedPassNames.size()),
+      .executedPasses = done.executedPassNames.data(),
+      .macs = done.macs,
+      .params = done.params};
   return VRX_GT_SUCCESS;
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "LibraryGraph.hpp"
 #include "Logger.hpp"
 #include "modeltools/ir/IrGraph.hpp"
 
@@ -60,7 +61,7 @@ Vrx_Status_t VrxGraphTransformer::initialize(Vrx_BackendHandle_t backendHandle, 
   }
   try {
     auto builder = std::make_shared<vrx::ir::IrGraphBuilder>(loggerHandle_);
-    builder->setIrGraph(std::make_shared<modeltools::IrGraph>(graphName != nullptr ? graphName : ""));
+    builder->setIrGraph(makeLibraryGraph(graphName != nullptr ? graphName : ""));
     irGraphBuilder_ = std::move(builder);
   } catch (const std::exception&) {
     log(VRX_GT_LOG_ERROR, "Found NULL IrGraphBuilder");

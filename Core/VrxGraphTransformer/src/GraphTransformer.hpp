@@ -38,6 +38,8 @@ struct OptimizationReport {
   std::vector<std::string> executedPasses;  // passes that changed the graph, in order
   uint64_t macs = 0;
   uint64_t params = 0;
+  // The names of executedPasses as the C report hands them out.
+  std::vector<const char*> executedPassNames;
 };
 
 // The name of a backend kind for the target information ("UNKNOWN" outside 1 to 7).
@@ -59,6 +61,9 @@ class VrxGraphTransformer {
   Vrx_Status_t finalizeGraph(void* finalizeArg1, void* finalizeArg2, const VrxBackendFunctionTable* backendTable);
 
   Vrx_Status_t optimizeGraph(const std::shared_ptr<modeltools::IrGraph>& irGraph);
+  // Exactly these passes, in this order, instead of the pipeline; VRX_GT_ERROR_UNKNOWN_PASS
+  // (and nothing changes) when a name is no pass.
+  Vrx_Status_t runOnlyPasses(const std::vector<std::string>& passNames);
   Vrx_Status_t composeGraph(const std::shared_ptr<modeltools::IrGraph>& irGraph, Vrx_GraphHandle_t graphHandle,
                             const VrxBackendFunctionTable& backendTable, bool useContextTensors = false);
 
@@ -93,6 +98,8 @@ class VrxGraphTransformer {
   std::vector<std::string> additionalPassList_;
   uint8_t dumpGraphs_ = 0;
   OptimizationReport optimizationReport_;
+  // Pass ids to run instead of the pipeline, when the client named them.
+  std::optional<std::vector<uint32_t>> passSequence_;
 };
 
 // A copy of a client's function table: the 600 bytes from byte 40 on; the head stays zero.

@@ -1,27 +1,21 @@
 #include "IrGraphBuilder.hpp"
 
-#include <set>
-#include <span>
 #include <string>
 #include <vector>
 
 #include "Logger.hpp"
 #include "modeltools/ir/IrGraph.hpp"
 #include "modeltools/translation/BuildIrOp.hpp"
+#include "modeltools/translation/BuildIrTensor.hpp"
 
 namespace vrx::ir {
 namespace {
 
 using core::graphtransformer::logTo;
-using modeltools::IrTensorShape;
-using modeltools::TensorFields;
 
 std::string nameOf(const Vrx_Tensor_t& tensor) { return tensor.name != nullptr ? tensor.name : ""; }
 
 const char* textOf(const char* text) { return text != nullptr ? text : ""; }
-
-// Only memType 0 says that clientBuf is a buffer.
-const void* clientData(const Vrx_Tensor_t& tensor) { return tensor.memType == 0 ? tensor.clientBuf.data : nullptr; }
 
 bool isStaticType(uint32_t type) { return type == VRX_TENSORTYPE_STATIC || type == VRX_TENSORTYPE_UPDATEABLE_STATIC; }
 
@@ -31,85 +25,7 @@ bool isUpdateableType(uint32_t type) {
          type == VRX_TENSORTYPE_UPDATEABLE_APP_READWRITE;
 }
 
-// The IR's kind of a tensor type; the updateable flag is kept apart.
-uint32_t kindOfTensorType(uint32_t type) {
-  switch (type) {
-    case VRX_TENSORTYPE_UPDATEABLE_STATIC: return modeltools::tensorkind::kStatic;
-    case VRX_TENSORTYPE_UPDATEABLE_NATIVE: return modeltools::tensorkind::kNative;
-    case VRX_TENSORTYPE_UPDATEABLE_APP_WRITE: return modeltools::tensorkind::kGraphInput;
-    case VRX_TENSORTYPE_UPDATEABLE_APP_READ: return modeltools::tensorkind::kGraphOutput;
-    case VRX_TENSORTYPE_UPDATEABLE_APP_READWRITE: return modeltools::tensorkind::kGraphInputOutput;
-    default: break;
-  }
-  if (type <= VRX_TENSORTYPE_NULL || (type >= 11 && type <= 13)) return type;
-  return modeltools::kUndefined;
-}
-
-// A record with rank above 0 but no dimensions has none to read.
-std::span<const uint32_t> dimsOf(const Vrx_Tensor_t& tensor) {
-  if (tensor.dimensions == nullptr) return {};
-  return {tensor.dimensions, tensor.rank};
-}
-
-std::set<uint32_t> dynamicAxesOf(const Vrx_Tensor_t& tensor, uint32_t rank) {
-  std::set<uint32_t> axes;
-  if (tensor.version != 2 || tensor.isDynamicDimensions == nullptr) return axes;
-  for (uint32_t i = 0; i < rank; ++i) {
-    if (tensor.isDynamicDimensions[i] != 0) axes.insert(i);
-  }
-  return axes;
-}
-
-bool isSparseRecord(const Vrx_Tensor_t& tensor) {
-  return tensor.version == 2 && tensor.sparseParams.layout == VRX_SPARSE_LAYOUT_HYBRID_COO;
-}
-
-// The record's dimensions, with its dynamic axes when asked for.
-IrTensorShape shapeOf(const Vrx_Tensor_t& tensor, bool withDynamicAxes) {
-  const auto dims = dimsOf(tensor);
-  modeltools::Dims copy(dims.begin(), dims.end());
-  if (!withDynamicAxes) return IrTensorShape(std::move(copy));
-  return IrTensorShape(std::move(copy), dynamicAxesOf(tensor, static_cast<uint32_t>(dims.size())));
-}
-
-// What tensors and static tensors take alike from a record.
-TensorFields commonFields(const Vrx_Tensor_t& tensor, IrTensorShape shape) {
-  return TensorFields{.name = nameOf(tensor),
-                    .shape = std::move(shape),
-                    .dataType = tensor.dataType,
-                    .floatDataType = tensor.dataType,
-                    .quantizable = tensor.dataType == VRX_DATATYPE_FLOAT_32 ||
-                                   tensor.quantizeParams.encodingDefinition != VRX_DEFINITION_UNDEFINED,
-                    .quantInfo = IrGraphBuilder::buildQuantInfo(tensor),
-                    .axisFormat = modeltools::AxisFormat::NOT_YET_DEFINED,
-                    .srcAxisFormat = modeltools::AxisFormat::NOT_YET_DEFINED};
-}
-
 }  // namespace
-
-modeltools::QuantInfo IrGraphBuilder::buildQuantInfo(const Vrx_Tensor_t& tensor) {
-  return modeltools::readQuantInfo(tensor.quantizeParams, tensor.dataType, dimsOf(tensor));
-}
-
-std::shared_ptr<modeltools::IrTensor> IrGraphBuilder::buildIrTensor(const Vrx_Tensor_t& tensor) {
-  // A sparse tensor keeps its dimensions as bounds and has no dynamic axes.
-  const bool sparse = isSparseRecord(tensor);
-  TensorFields fields = commonFields(tensor, shapeOf(tensor, !sparse));
-  fields.kind = kindOfTensorType(tensor.type);
-  if (sparse) {
-    fields.sparseLayout = VRX_SPARSE_LAYOUT_HYBRID_COO;
-    fields.numSpecifiedElements = tensor.sparseParams.numSpecifiedElements;
-    fields.numSparseDimensions = tensor.sparseParams.numSparseDimensions;
-  }
-  return std::make_shared<modeltools::IrTensor>(std::move(fields));
-}
-
-std::shared_ptr<modeltools::IrStaticTensor> IrGraphBuilder::buildIrStaticTensor(const Vrx_Tensor_t& tensor) {
-  TensorFields fields = commonFields(tensor, shapeOf(tensor, false));
-  fields.kind = modeltools::tensorkind::kStatic;
-  return std::make_shared<modeltools::IrStaticTensor>(std::move(fields), clientData(tensor), tensor.clientBuf.dataSize,
-                                                      false);
-}
 
 Vrx_Status_t IrGraphBuilder::addTensor(const Vrx_Tensor_t* tensor) {
   if (tensor == nullptr) return VRX_GT_ERROR_INVALID_HANDLE;
@@ -124,17 +40,17 @@ Vrx_Status_t IrGraphBuilder::addTensor(const Vrx_Tensor_t* tensor) {
     logTo(loggerHandle_, VRX_GT_LOG_ERROR, "Tensor already exist in the graph, tensor ID: %u", tensor->id);
     return VRX_GT_ERROR_TENSOR_EXISTS;
   }
-  const bool hasData = clientData(*tensor) != nullptr;
+  const bool hasData = modeltools::recordData(*tensor) != nullptr;
   if (!isStaticType(tensor->type)) {
     if (hasData) return VRX_GT_ERROR_UNSUPPORTED_TENSOR;
-    auto irTensor = buildIrTensor(*tensor);
+    auto irTensor = modeltools::buildIrTensor(*tensor);
     irTensor->setUpdateable(isUpdateableType(tensor->type));
     graph_->addTensor(irTensor);
     logTo(loggerHandle_, VRX_GT_LOG_VERBOSE, "Added tensor to graph: Tensor Name: %s", irTensor->name().c_str());
     return VRX_GT_SUCCESS;
   }
   if (!hasData) return VRX_GT_ERROR_UNSUPPORTED_TENSOR;
-  auto irTensor = buildIrStaticTensor(*tensor);
+  auto irTensor = modeltools::buildIrStaticTensor(*tensor);
   graph_->addTensor(irTensor);
   irTensor->setUpdateable(tensor->type == VRX_TENSORTYPE_UPDATEABLE_STATIC);
   logTo(loggerHandle_, VRX_GT_LOG_VERBOSE, "Added static tensor to graph: Tensor Name: %s", irTensor->name().c_str());

@@ -6,9 +6,6 @@
 
 namespace modeltools {
 class IrGraph;
-class IrTensor;
-class IrStaticTensor;
-struct QuantInfo;
 namespace ops {
 class IrOp;
 }
@@ -30,11 +27,6 @@ class IrGraphBuilder {
   Vrx_Status_t addTensor(const Vrx_Tensor_t* tensor);
   Vrx_Status_t addNode(const Vrx_OpConfig_t& opConfig);
 
-  // A new tensor from a record; its kind follows the record's type.
-  static std::shared_ptr<modeltools::IrTensor> buildIrTensor(const Vrx_Tensor_t& tensor);
-  // A new static tensor (kind 4, whatever the record says) with a copy of the record's data.
-  static std::shared_ptr<modeltools::IrStaticTensor> buildIrStaticTensor(const Vrx_Tensor_t& tensor);
-  static modeltools::QuantInfo buildQuantInfo(const Vrx_Tensor_t& tensor);
 
  private:
   Vrx_Status_t connectInputs(const Vrx_OpConfig_t& opConfig, const std::shared_ptr<modeltools::ops::IrOp>& op);

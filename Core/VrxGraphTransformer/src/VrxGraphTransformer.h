@@ -37,6 +37,8 @@ enum {
   VRX_GT_SUCCESS = 0,
   /* unknown handle; null backend, context or graph handle; null tensor; no IR graph; dumps asked for */
   VRX_GT_ERROR_INVALID_HANDLE = 1100,
+  /* runOnlyPasses: a name that is no pass */
+  VRX_GT_ERROR_UNKNOWN_PASS = 1102,
   VRX_GT_ERROR_OP_CONFIG_INVALID = 3110,
   VRX_GT_ERROR_OP_UNSUPPORTED = 4005,
   VRX_GT_ERROR_TENSOR_EXISTS = 6004,
@@ -104,8 +106,45 @@ VRX_GT_API Vrx_Status_t VrxGraphTransformer_registerLogger(Vrx_LogHandle_t logge
 
 VRX_GT_API Vrx_Status_t VrxGraphTransformer_unregisterLogger(Vrx_LogHandle_t loggerHandle);
 
+/* ---- Extras: for clients and tools that want to see and steer the optimizer ---- */
+
 /* The name of a data type value, "UNKNOWN" for a value that has none. */
 VRX_GT_API const char* VrxGraphTransformer_dataTypeName(uint32_t dataType);
+
+/*
+ * The passes, by index in id order: their number, and the name of one (NULL past the end).
+ * These are the names that allowedPasses and runOnlyPasses take.
+ */
+VRX_GT_API uint32_t VrxGraphTransformer_passCount(void);
+VRX_GT_API const char* VrxGraphTransformer_passName(uint32_t index);
+
+/*
+ * Makes the graph's first finalizeGraph run exactly the named passes, in the order given (a
+ * name may come more than once), instead of the backend's pipeline; the configuration's
+ * allowedPasses doesn't apply to them. The statistics and clean-up that follow every
+ * optimization still run. Call it between createGraph and the first finalizeGraph; a later
+ * call replaces the list, and a count of 0 runs no pass. Returns 1100 for an unknown handle,
+ * VRX_GT_ERROR_UNKNOWN_PASS (changing nothing) when a name is no pass.
+ */
+VRX_GT_API Vrx_Status_t VrxGraphTransformer_runOnlyPasses(Vrx_GraphHandle_t graphHandle,
+                                                          const char* const* passNames,
+                                                          uint32_t count);
+
+/* What the optimization of a graph did. */
+typedef struct {
+  uint32_t optimized;                /* 1 once finalizeGraph has optimized the graph, else 0 */
+  uint32_t numExecutedPasses;
+  const char* const* executedPasses; /* the passes that changed the graph, in the order they ran */
+  uint64_t macs;                     /* multiply-accumulates of the optimized graph */
+  uint64_t params;                   /* parameters of the optimized graph */
+} VrxGraphTransformer_OptimizationReport_t;
+
+/*
+ * Fills `report` for the graph. The names stay valid until the graph is optimized again or
+ * freed. Returns 1100 for an unknown handle or a null report.
+ */
+VRX_GT_API Vrx_Status_t VrxGraphTransformer_getOptimizationReport(Vrx_GraphHandle_t graphHandle,
+                                                                  VrxGraphTransformer_OptimizationReport_t* report);
 
 #ifdef __cplusplus
 } /* extern "C" */

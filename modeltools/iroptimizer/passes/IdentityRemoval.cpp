@@ -1,7 +1,6 @@
 #include "IdentityRemoval.hpp"
 
 #include <algorithm>
-#include <iostream>
 #include <optional>
 #include <stdexcept>
 #include <unordered_map>
@@ -21,8 +20,8 @@ constexpr uint32_t kMultiply = 13;
 constexpr uint32_t kLstmInitialHiddenState = 10;
 constexpr uint32_t kLstmInitialCellState = 11;
 
-void sayVerbose(const char* handler, const std::string& text) {
-  if (verboseLogging()) std::cout << "modeltools::iroptimizer::removeIdentity::" << handler << ": " << text << "\n";
+void sayVerbose(const IrGraph& graph, const char* handler, const std::string& text) {
+  if (verboseLogging()) graph.diagnostics().write("modeltools::iroptimizer::removeIdentity::", handler, ": ", text, "\n");
 }
 
 // The squash of every handler. The surgery tests all it needs before it changes anything, so
@@ -34,7 +33,7 @@ bool trySquash(IrGraph& graph, const OpPtr& op, const TensorPtr& in, bool keepIn
     graph.squash(op, in->name(), keepInputTensor, transferQuantization);
     return true;
   } catch (const std::runtime_error&) {
-    if (!refusal.empty()) sayVerbose(handler, refusal);
+    if (!refusal.empty()) sayVerbose(graph, handler, refusal);
     return false;
   }
 }
@@ -247,7 +246,7 @@ bool removeIdentity::handleGatherOp(IrGraph& graph, const OpPtr& op) {
 
   // The indices are static without a producer, so dropping the edge leaves nothing else to prune.
   graph.removeOpAsConsumer(in1, op);
-  sayVerbose("handleGatherOp",
+  sayVerbose(graph, "handleGatherOp",
              "Squash Gather Op: " + op->name() + " due to IdentityOp. Input shape: " + listToString(in0->dims()));
   const bool keepInput = in0->consumers().size() != 1 || !in0->producer();
   if (trySquash(graph, op, in0, keepInput, true, "handleGatherOp")) return true;
@@ -264,13 +263,13 @@ bool removeIdentity::handleReshapeOp(IrGraph& graph, const OpPtr& op) {
     if (feedsLstmInitialState(out)) return false;
     const std::string log = reshapeLog(op, in0, out);
     if (!trySquash(graph, op, in0, false, true, "handleReshapeOp")) return false;
-    sayVerbose("handleReshapeOp", log);
+    sayVerbose(graph, "handleReshapeOp", log);
     return true;
   }
   if (!onlyFlattensForFullyConnected(in0, out)) return false;
   const std::string log = reshapeLog(op, in0, out);
   if (!trySquash(graph, op, in0, true, true, "handleReshapeOp")) return false;
-  sayVerbose("handleReshapeOp", log);
+  sayVerbose(graph, "handleReshapeOp", log);
   return true;
 }
 

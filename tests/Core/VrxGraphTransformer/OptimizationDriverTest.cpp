@@ -8,8 +8,9 @@
 #include "HandleMap.hpp"
 #include "modeltools/ir/IrGraph.hpp"
 #include "modeltools/iroptimizer/PassIds.hpp"
-#include "modeltools/iroptimizer/PassRegistry.hpp"
-#include "modeltools/ops/TranslationRegistry.hpp"
+#include "modeltools/iroptimizer/passes/PassCatalogue.hpp"
+#include "modeltools/ops/OpClasses.hpp"
+#include "support/CapturedDiagnostics.hpp"
 #include "support/ExpectThrow.hpp"
 #include "support/GraphBuilder.hpp"
 #include "support/LogCapture.hpp"
@@ -42,12 +43,12 @@ class ProbePass : public Pass {
   std::vector<std::string>& log_;
 };
 
-// Puts a probe in place of every pass of the process registry, with the real pass's
+// Puts a probe in place of every pass of the library's registry, with the real pass's
 // registration fields, and puts the real passes back at the end.
 class ProbedRegistry {
  public:
   ProbedRegistry() {
-    auto& registry = PassRegistry::instance();
+    auto& registry = modeltools::iroptimizer::passRegistry();
     for (const auto& [id, real] : registry.stagePasses(PostLayout)) {
       auto probe = std::make_shared<ProbePass>(modeltools::iroptimizer::getPassNameFromPassId(id), log);
       static_cast<Pass&>(*probe) = *real;  // every registration field
@@ -56,7 +57,7 @@ class ProbedRegistry {
     }
   }
   ~ProbedRegistry() {
-    for (const auto& [id, real] : originals) PassRegistry::instance().replacePass(id, PostLayout, real);
+    for (const auto& [id, real] : originals) modeltools::iroptimizer::passRegistry().replacePass(id, PostLayout, real);
   }
   ProbedRegistry(const ProbedRegistry&) = delete;
   ProbedRegistry& operator=(const ProbedRegistry&) = delete;
@@ -71,15 +72,19 @@ class ProbedRegistry {
 // Cost figures for the report: 3 billion MACs and 12 params.
 class CostTestOp : public modeltools::ops::IrOp {
  public:
+  static constexpr const char* kType = "VrxDriverTestCostOp";
   CostTestOp(const std::string& name, std::shared_ptr<modeltools::IrAttributes> attrs,
              const modeltools::ops::TensorList& inputs, const modeltools::ops::TensorList& outputs)
-      : IrOp(name, "VrxDriverTestCostOp", std::move(attrs)) {
+      : IrOp(name, kType, std::move(attrs)) {
     setTensors(inputs, outputs);
   }
   uint64_t macs(const modeltools::ops::AxisOrderPtr&) override { return 3000000000ull; }
   uint32_t paramsCount(const modeltools::ops::AxisOrderPtr&) override { return 12; }
 };
-const bool costRegistered = modeltools::registerOpClass<CostTestOp>("VrxDriverTestCostOp");
+const bool costRegistered = [] {
+  modeltools::registerOpClasses<CostTestOp>(modeltools::ops::opClassRegistry());
+  return true;
+}();
 
 class OptimizationDriverTest : public ::testing::Test {
  protected:
@@ -94,11 +99,17 @@ class OptimizationDriverTest : public ::testing::Test {
                                            logs.handle(), "net", backend.table(), backendKind, &config);
   }
   Vrx_Status_t finalize() {
-    ::testing::internal::CaptureStdout();
-    const Vrx_Status_t status =
-        VrxGraphTransformer_finalizeGraph(backend.graphHandle(), nullptr, nullptr, backend.table());
-    ::testing::internal::GetCapturedStdout();
-    return status;
+    captureDiagnostics(*transformer()->irGraphBuilder()->getIrGraph());
+    return VrxGraphTransformer_finalizeGraph(backend.graphHandle(), nullptr, nullptr, backend.table());
+  }
+  VrxGraphTransformer_OptimizationReport_t report() {
+    VrxGraphTransformer_OptimizationReport_t report{};
+    EXPECT_EQ(VrxGraphTransformer_getOptimizationReport(backend.graphHandle(), &report), 0u);
+    return report;
+  }
+  std::vector<std::string> executedPasses() {
+    const auto done = report();
+    return {done.executedPasses, done.executedPasses + done.numExecutedPasses};
   }
   void addNode() {
     Vrx_Tensor_t in = records.tensor("in", VRX_TENSORTYPE_APP_WRITE, {1, 4});
@@ -142,7 +153,7 @@ TEST_F(OptimizationDriverTest, MatchGeluAloneRunsOnlyThatPassInAllPipelines) {
     ASSERT_EQ(create({"MatchGelu"}, kind), 0u);
     EXPECT_EQ(finalize(), 0u) << kind;
     EXPECT_EQ(probes.log, (std::vector<std::string>{"MatchGelu"})) << kind;
-    EXPECT_EQ(transformer()->optimizationReport().executedPasses, (std::vector<std::string>{"MatchGelu"}));
+    EXPECT_EQ(executedPasses(), (std::vector<std::string>{"MatchGelu"}));
   }
 }
 
@@ -169,7 +180,7 @@ TEST_F(OptimizationDriverTest, DumpGraphsIsRefusedBeforeAnyPassAndNoNodeReachesB
   EXPECT_EQ(backend.count(BackendCall::AddNode), 0u);
   EXPECT_EQ(backend.count(BackendCall::GraphFinalize), 0u);
   EXPECT_FALSE(transformer()->composed());
-  EXPECT_FALSE(transformer()->optimizationReport().ran);
+  EXPECT_EQ(report().optimized, 0u);
   EXPECT_TRUE(logs.contains(1, "VrxGraphTransformer dumping MCF Not supported"));
   EXPECT_TRUE(logs.contains(1, "VrxGraphTransformer optimizeGraph failed. status = 0x44c"));
 
@@ -187,13 +198,10 @@ TEST_F(OptimizationDriverTest, ExceptionInPassReachesClientUnchangedAndNothingIs
   probes.probes.at(modeltools::iroptimizer::passid::FoldCasts)->throws = true;
   ASSERT_EQ(create({"FoldCasts", "MatchGelu"}), 0u);
   addNode();
-  ::testing::internal::CaptureStdout();
-  EXPECT_THROW_MSG(VrxGraphTransformer_finalizeGraph(backend.graphHandle(), nullptr, nullptr, backend.table()),
-                   std::domain_error, "probe failure in FoldCasts");
-  ::testing::internal::GetCapturedStdout();
+  EXPECT_THROW_MSG(finalize(), std::domain_error, "probe failure in FoldCasts");
   EXPECT_EQ(probes.log, (std::vector<std::string>{"FoldCasts"}));  // MatchGelu comes later in the list
   EXPECT_FALSE(transformer()->composed());
-  EXPECT_FALSE(transformer()->optimizationReport().ran);
+  EXPECT_EQ(report().optimized, 0u);
   EXPECT_EQ(backend.count(BackendCall::AddNode), 0u);
   EXPECT_EQ(backend.count(BackendCall::GraphFinalize), 0u);
   EXPECT_TRUE(transformer() != nullptr);
@@ -210,14 +218,39 @@ TEST_F(OptimizationDriverTest, ReportHoldsExecutedPassesAndLastTotals) {
   graph.op("cost", "VrxDriverTestCostOp", {"a"});
 
   EXPECT_EQ(finalize(), 0u);
-  const auto& report = transformer()->optimizationReport();
-  EXPECT_TRUE(report.ran);
+  const auto done = report();
+  EXPECT_EQ(done.optimized, 1u);
   // FoldCasts runs until stable: 51 runs, one entry.
-  EXPECT_EQ(report.executedPasses, (std::vector<std::string>{"FoldCasts", "MatchGelu"}));
+  EXPECT_EQ(executedPasses(), (std::vector<std::string>{"FoldCasts", "MatchGelu"}));
   EXPECT_EQ(std::count(probes.log.begin(), probes.log.end(), "FoldCasts"), 51);
-  EXPECT_EQ(report.macs, 3000000000ull);
-  EXPECT_EQ(report.params, 12u);
+  EXPECT_EQ(done.macs, 3000000000ull);
+  EXPECT_EQ(done.params, 12u);
   EXPECT_TRUE(transformer()->composed());
+}
+
+TEST_F(OptimizationDriverTest, PassesRunAloneInTheGivenOrderWhateverIsAllowed) {
+  ProbedRegistry probes;
+  probes.probes.at(modeltools::iroptimizer::passid::Replace6dOps)->changes = true;
+  ASSERT_EQ(create({}, VRX_GT_BACKEND_NXA), 0u);
+  const char* names[] = {"RemoveNoOps2", "Replace6dOps", "RemoveNoOps2"};
+  ASSERT_EQ(VrxGraphTransformer_runOnlyPasses(backend.graphHandle(), names, 3), 0u);
+  EXPECT_EQ(finalize(), 0u);
+  // No follow-up list and no backend list: exactly the passes named, each on its schedule.
+  std::vector<std::string> expected{"RemoveNoOps2"};
+  expected.insert(expected.end(), 51, "Replace6dOps");
+  expected.push_back("RemoveNoOps2");
+  EXPECT_EQ(probes.log, expected);
+  EXPECT_EQ(executedPasses(), (std::vector<std::string>{"Replace6dOps"}));
+}
+
+TEST_F(OptimizationDriverTest, AnUnknownPassToRunAloneIsRefusedAndTheListStaysAsItWas) {
+  ProbedRegistry probes;
+  ASSERT_EQ(create({"MatchGelu"}), 0u);
+  const char* names[] = {"MatchGelu", "matchgelu"};
+  EXPECT_EQ(VrxGraphTransformer_runOnlyPasses(backend.graphHandle(), names, 2), VRX_GT_ERROR_UNKNOWN_PASS);
+  EXPECT_EQ(VrxGraphTransformer_runOnlyPasses(nullptr, names, 1), VRX_GT_ERROR_INVALID_HANDLE);
+  EXPECT_EQ(finalize(), 0u);
+  EXPECT_EQ(probes.log, (std::vector<std::string>{"MatchGelu"}));  // the pipeline, as allowed
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 #include <span>
 #include <tuple>
 
-#include "DataTypes.hpp"
+#include "modeltools/ir/DataTypes.hpp"
 #include "RecordCopy.hpp"
 #include "support/RecordingBackend.hpp"
 #include "support/Records.hpp"
@@ -255,7 +255,7 @@ TEST_F(RoundTripTest, EveryQuantizationEncodingComesBackInItsBackendForm) {
     // Every call scribbles over the client's records: a case's records are made anew each time.
     auto tensor = [&](const char* prefix, uint32_t type, bool back) {
       const QuantCase c = quantCases(records)[i];
-      const uint32_t width = std::max(vrx::dataTypeByteWidth(c.dataType), 1u);
+      const uint32_t width = std::max(modeltools::dataTypeByteWidth(c.dataType), 1u);
       Vrx_Tensor_t t = type == VRX_TENSORTYPE_STATIC ? records.staticTensor(prefix + c.name, {2, 4}, c.dataType,
                                                                             std::vector<uint8_t>(8 * width, 0x5A))
                                                      : records.tensor(prefix + c.name, type, {2, 4}, c.dataType);

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "modeltools/ir/IrGraph.hpp"
+#include "support/CapturedDiagnostics.hpp"
 #include "support/ExpectThrow.hpp"
 #include "support/GraphBuilder.hpp"
 
@@ -10,6 +11,27 @@ namespace {
 using vrx::test::GraphBuilder;
 using vrx::test::opOrder;
 using vrx::test::wiringProblem;
+
+// The transpose that the op catalogue makes for the IR: it permutes its input's shape.
+class TestTransposeOp : public ops::IrOp {
+ public:
+  TestTransposeOp(const std::string& name, std::vector<uint32_t> perm)
+      : IrOp(name, "Transpose", nullptr), perm_(std::move(perm)) {}
+  std::vector<IrTensorShape> inferOutputTensorShapes(const ops::AxisOrderPtr&, uint32_t) override {
+    return {getInput(0)->shape().permute(perm_)};
+  }
+
+ private:
+  std::vector<uint32_t> perm_;
+};
+
+GraphServices transposeMaking() {
+  GraphServices services;
+  services.makeTranspose = [](const std::string& name, const std::vector<uint32_t>& perm) -> OpPtr {
+    return std::make_shared<TestTransposeOp>(name, perm);
+  };
+  return services;
+}
 
 const std::string kNullOp = "Invalid op: received null op pointer, expected a valid op";
 const std::string kNullTensor = "Invalid tensor: received null tensor pointer, expected a valid tensor";
@@ -42,7 +64,7 @@ class SurgeryTest : public ::testing::Test {
     b.chain("in", steps);
   }
 
-  IrGraph graph{"g"};
+  IrGraph graph{"g", std::make_shared<IrAxisOrder>(), {}, transposeMaking()};
   GraphBuilder b{graph};
 };
 
@@ -213,9 +235,9 @@ TEST_F(SurgeryTest, ReplaceKeepsThePositionTheTensorsAndTheTraceAndWarnsWhenTheN
 
   auto wired = newOp("w");
   wired->addInput(graph.getTensor("in"), -1);
-  ::testing::internal::CaptureStdout();
+  const auto said = vrx::test::captureDiagnostics(graph);
   graph.replace(graph.getOp("a"), wired, "");
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(said->text,
             "modeltools::IrGraph::replace: The replacement Op: w[Relu] already has inputs/outputs which might be "
             "replaced with those of the original op.\n\n");
   EXPECT_EQ(wired->numInputs(), 1u);

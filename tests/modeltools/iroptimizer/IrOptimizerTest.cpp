@@ -4,6 +4,7 @@
 
 #include "SchedulerTestSupport.hpp"
 #include "modeltools/iroptimizer/IrOptimizer.hpp"
+#include "support/CapturedDiagnostics.hpp"
 #include "support/ExpectThrow.hpp"
 
 namespace modeltools::iroptimizer::test {
@@ -18,24 +19,26 @@ OptimizerConfig withLists(std::vector<std::string> enabled, std::vector<std::str
   return config;
 }
 
+const PassRegistry none;
+
 TEST(IrOptimizer, NamesBecomeIdsAndMissingKeysAreCreated) {
   auto graph = smallGraph();
-  IrOptimizer optimizer(graph, {PostLayout}, nullptr, withLists({}, {"MatchGelu", "FoldCasts", "MatchGelu"}));
+  IrOptimizer optimizer(graph, {PostLayout}, nullptr, withLists({}, {"MatchGelu", "FoldCasts", "MatchGelu"}), none);
   EXPECT_EQ(optimizer.config().disabledPasses, (std::vector<uint32_t>{MatchGelu, FoldCasts, MatchGelu}));
   EXPECT_TRUE(optimizer.config().enabledPasses.empty());
   EXPECT_TRUE(optimizer.config().passLists.contains("enabledPasses"));
 
-  IrOptimizer empty(graph, {PostLayout}, nullptr, OptimizerConfig{});
+  IrOptimizer empty(graph, {PostLayout}, nullptr, OptimizerConfig{}, none);
   EXPECT_TRUE(empty.config().passLists.empty());
   EXPECT_EQ(empty.passManager(), nullptr);
 }
 
 TEST(IrOptimizer, UnknownPassNameThrowsFromConstructor) {
   auto graph = smallGraph();
-  EXPECT_THROW_MSG(IrOptimizer(graph, {PostLayout}, nullptr, withLists({"matchGelu"}, {})), std::runtime_error,
+  EXPECT_THROW_MSG(IrOptimizer(graph, {PostLayout}, nullptr, withLists({"matchGelu"}, {}), none), std::runtime_error,
                    "modeltools::iroptimizer::getPassIdFromPassName:  Invalid pass, No pass registered with the name: "
                    "matchGelu");
-  EXPECT_THROW_HAS(IrOptimizer(graph, {PostLayout}, nullptr, withLists({}, {"NoSuchPass"})), std::runtime_error,
+  EXPECT_THROW_HAS(IrOptimizer(graph, {PostLayout}, nullptr, withLists({}, {"NoSuchPass"}), none), std::runtime_error,
                    "NoSuchPass");
 }
 
@@ -46,9 +49,9 @@ TEST(IrOptimizer, OptimizeRunsStagesInOrderAndTracesExecutedPasses) {
   auto config = withLists({}, {"MatchLogit"});
   config.passTrace = true;
   IrOptimizer optimizer(graph, {PreLayout, PostLayout, PostQuant}, nullptr, config, passes.registry);
-  ::testing::internal::CaptureStdout();
+  const auto said = vrx::test::captureDiagnostics(*graph);
   optimizer.optimize();
-  const std::string out = ::testing::internal::GetCapturedStdout();
+  const std::string& out = said->text;
 
   EXPECT_EQ(optimizer.passManager()->getExecutedPasses(), (std::vector<std::string>{"FoldCasts", "MatchGelu"}));
   EXPECT_NE(out.find("PASS TRACE INFO: FoldCasts, MatchGelu, \n"), std::string::npos);
@@ -74,9 +77,8 @@ TEST(IrOptimizer, NewTensorsGetIdsAboveTheGraphs) {
   for (const auto& [name, tensor] : graph->tensors()) maxId = std::max(maxId, tensor->id());
   IrTensor::resetIdCounter(0);  // as if other graphs had come and gone
   IrOptimizer optimizer(graph, {PostLayout}, nullptr, OptimizerConfig{}, passes.registry);
-  ::testing::internal::CaptureStdout();
+  vrx::test::captureDiagnostics(*graph);
   optimizer.optimize();
-  ::testing::internal::GetCapturedStdout();
   EXPECT_EQ(newId, maxId + 1);
 }
 

@@ -53,12 +53,11 @@ class TestRegistry {
     registry.addPass(id, PostLayout, pass);
     return pass;
   }
-  // Every pass of the table, each with the repeat mode of the process registry.
+  // Every pass of the table, each with the repeat mode of its row.
   void addAll(const std::map<uint32_t, ScriptedPass::Script>& scripts = {}) {
-    const auto real = PassRegistry::instance().stagePasses(PostLayout);
-    for (const auto& [id, pass] : real) {
-      const auto script = scripts.find(id);
-      add(id, script == scripts.end() ? ScriptedPass::Script{} : script->second, pass->repeatMode);
+    for (const auto& row : kPassTable) {
+      const auto script = scripts.find(row.id);
+      add(row.id, script == scripts.end() ? ScriptedPass::Script{} : script->second, repeatModeOf(row.schedule));
     }
   }
 

@@ -2,6 +2,7 @@
 
 #include "OpTestSupport.hpp"
 #include "modeltools/ops/DataMovementOps.hpp"
+#include "modeltools/ops/OpClasses.hpp"
 #include "support/ExpectThrow.hpp"
 
 namespace modeltools::ops {
@@ -403,7 +404,7 @@ TEST_F(DataMovementOps, SpatialRearrangementsFollowTheAxisOrderAndRefuseZeroBloc
   for (const auto& c : cases) {
     SCOPED_TRACE(c.type + " " + listToString(c.input));
     const TensorList in{tensor("x", c.input)}, out{tensor("y", {1})};
-    const OpPtr op = OpTranslationRegistry::instance().applyMethod(c.type, "op", c.attrs.table(), in, out);
+    const OpPtr op = modeltools::ops::opClassRegistry().applyMethod(c.type, "op", c.attrs.table(), in, out);
     EXPECT_EQ(op->inferOutputShapes(c.channelFirst ? onnxOrder : irOrder, 1), (Shapes{c.expected}));
   }
   inferRefuses(op<DepthToSpaceOp>(block(2, 0), {shape({1, 4, 4, 8})}),

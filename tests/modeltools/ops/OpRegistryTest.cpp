@@ -5,7 +5,7 @@
 
 #include "OpTestSupport.hpp"
 #include "modeltools/ops/Ops.hpp"
-#include "modeltools/ops/TranslationRegistry.hpp"
+#include "modeltools/ops/OpClasses.hpp"
 #include "support/ExpectThrow.hpp"
 
 namespace modeltools::ops {
@@ -16,7 +16,7 @@ using attrcategory::kInternal;
 using attrcategory::kSupplemental;
 using testing::Attrs;
 
-OpTranslationRegistry& registry() { return OpTranslationRegistry::instance(); }
+OpTranslationRegistry& registry() { return modeltools::ops::opClassRegistry(); }
 
 OpPtr build(const std::string& type, const std::shared_ptr<IrAttributes>& attrs, const TensorList& inputs = {},
             const TensorList& outputs = {}) {
@@ -171,7 +171,7 @@ TEST(OpRegistry, UnknownTypesIncludingCaseVariantsAndFamilyStringsAndSecondRegis
                          ". Is your translation registered?");
   }
   EXPECT_TRUE(registry().hasTranslationMethod("ElementWiseNeuron"));
-  EXPECT_THROW_MSG(registerOpClass<TransposeOp>("Transpose"), std::invalid_argument,
+  EXPECT_THROW_MSG(registerOpClasses<TransposeOp>(registry()), std::invalid_argument,
                    "modeltools::TranslationRegistry::registerTranslationMethod: Translation: Transpose already "
                    "registered");
   EXPECT_TRUE(registry().hasTranslationMethod("Transpose"));

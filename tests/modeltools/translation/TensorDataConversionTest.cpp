@@ -5,7 +5,7 @@
 #include <cstring>
 #include <limits>
 
-#include "modeltools/iroptimizer/transforms/TransformManager.hpp"
+#include "modeltools/ir/TransformManager.hpp"
 #include "modeltools/translation/TensorDataConversion.hpp"
 #include "support/ExpectThrow.hpp"
 

@@ -1,8 +1,6 @@
 #include "DataTypes.hpp"
 
-#include "VrxGraphTransformer.h"
-
-namespace vrx {
+namespace modeltools {
 
 const char* dataTypeName(uint32_t dataType) {
   switch (dataType) {
@@ -92,6 +90,4 @@ uint32_t dataTypeByteWidth(uint32_t dataType) {
   }
 }
 
-}  // namespace vrx
-
-extern "C" const char* VrxGraphTransformer_dataTypeName(uint32_t dataType) { return vrx::dataTypeName(dataType); }
+}  // namespace modeltools

@@ -4,7 +4,7 @@
 
 #include "VrxBackendRecords.h"
 
-namespace vrx {
+namespace modeltools {
 
 // The name of a data type value ("VRX_DATATYPE_FLOAT_32"), "UNKNOWN" for others.
 const char* dataTypeName(uint32_t dataType);
@@ -18,4 +18,4 @@ bool isFloat16Or32(uint32_t dataType);
 // Width in bytes of one scalar of the type; 0 for sub-byte, string and unknown types.
 uint32_t dataTypeByteWidth(uint32_t dataType);
 
-}  // namespace vrx
+}  // namespace modeltools
