@@ -1,9 +1,10 @@
 #include "AxisOrder.hpp"
 
-#include <array>
 #include <map>
 #include <sstream>
 #include <stdexcept>
+
+#include "Permutations.hpp"
 
 namespace modeltools {
 namespace {
@@ -44,13 +45,7 @@ std::string rankText(const char* before, size_t rank, const char* after) {
   return text.str();
 }
 
-Order identity(uint32_t rank) {
-  Order order(rank);
-  for (uint32_t i = 0; i < rank; ++i) order[i] = i;
-  return order;
-}
-
-const OrdersByRank kIdentity345 = {{3, identity(3)}, {4, identity(4)}, {5, identity(5)}};
+const OrdersByRank kIdentity345 = {{3, identityPermutation(3)}, {4, identityPermutation(4)}, {5, identityPermutation(5)}};
 
 void refuseBothWeightKinds(bool isConvWeights, bool isTransposeConvWeights, const char* function) {
   if (isConvWeights && isTransposeConvWeights) {
@@ -60,23 +55,16 @@ void refuseBothWeightKinds(bool isConvWeights, bool isTransposeConvWeights, cons
 
 enum class Direction { FromIr, ToIr };
 
-// The rank tables of the spatial-last order, ranks 1 to 5.
-const std::array<Order, 5>& rankTable(Direction direction) {
-  static const std::array<Order, 5> fromIr = {Order{0}, Order{0, 1}, Order{0, 2, 1}, Order{0, 3, 1, 2},
-                                              Order{0, 4, 1, 2, 3}};
-  static const std::array<Order, 5> toIr = {Order{0}, Order{0, 1}, Order{0, 2, 1}, Order{0, 2, 3, 1},
-                                            Order{0, 2, 3, 4, 1}};
-  return direction == Direction::FromIr ? fromIr : toIr;
-}
-
+// The spatial-last order by rank alone: the channel moves between second and last place.
 Order orderByRank(Direction direction, size_t rank, const char* function, const char* what) {
+  constexpr size_t kMaxRank = 5;
   if (rank == 0) return {};  // a scalar has nothing to permute
-  const auto& table = rankTable(direction);
-  if (rank > table.size()) {
+  if (rank > kMaxRank) {
     throwInvalid(function, rankText((std::string("Cannot assume permute order of ") + what + " with rank ").c_str(),
-                                    rank, (", maximum supported rank is " + std::to_string(table.size())).c_str()));
+                                    rank, (", maximum supported rank is " + std::to_string(kMaxRank)).c_str()));
   }
-  return table[rank - 1];
+  const auto r = static_cast<uint32_t>(rank);
+  return direction == Direction::FromIr ? channelLastToFirstPerm(r) : channelFirstToLastPerm(r);
 }
 
 // The spatial-last order for a tagged tensor: the format row first, else by rank.
@@ -130,7 +118,7 @@ Dims SpatialFirstAxisOrder::extractSpatialDims(const Dims& dims) const {
 }
 
 Dims SpatialFirstAxisOrder::extractTimeSeriesDims(const Dims& dims) const {
-  return extractByRank(dims, {{3, identity(3)}}, "modeltools::SpatialFirstAxisOrder::extractTimeSeriesDims",
+  return extractByRank(dims, {{3, identityPermutation(3)}}, "modeltools::SpatialFirstAxisOrder::extractTimeSeriesDims",
                        rankText("Invalid dimension rank ", dims.size(), (std::string(" ") + kTimeSeriesFailure).c_str()));
 }
 
@@ -141,7 +129,7 @@ Dims SpatialFirstAxisOrder::extractConvWeightsDims(const Dims& dims) const {
 }
 
 Dims SpatialFirstAxisOrder::extractFcWeightsDims(const Dims& dims) const {
-  return extractByRank(dims, {{2, identity(2)}}, "modeltools::SpatialFirstAxisOrder::extractFcWeightsDims",
+  return extractByRank(dims, {{2, identityPermutation(2)}}, "modeltools::SpatialFirstAxisOrder::extractFcWeightsDims",
                        rankText("Shape needs to be of length 2 for FC weights, but got length ", dims.size(), ""));
 }
 

@@ -138,9 +138,16 @@ void IrGraph::addOpAt(const OpPtr& op, int32_t index) {
   opMap_[op->name()] = op;
 }
 
-void IrGraph::appendResolvedOp(const OpPtr& op) {
+void IrGraph::appendResolvedOp(const OpPtr& op, const std::vector<TensorPtr>& inputs,
+                               const std::vector<TensorPtr>& outputs) {
   requireOp(op, "addOp");
+  op->reserveTensorLists(inputs.size(), outputs.size());
+  for (const auto& input : inputs) op->addInput(input, -1);
+  for (const auto& output : outputs) op->addOutput(output, -1);
+  // The op's own checks come before any tensor knows it: a refused op leaves no edge behind.
   op->validateOp();
+  for (const auto& input : inputs) input->addConsumer(op);
+  for (const auto& output : outputs) output->setProducer(op);
   addOpAt(op, -1);
 }
 

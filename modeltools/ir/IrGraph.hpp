@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -59,9 +60,10 @@ class IrGraph {
   // ---- Adding ops ----
   // The op is wired already; index -1 appends.
   void addOp(const OpPtr& op, int32_t index, bool validate);
-  // Appends an op whose tensors the caller has just found in this graph by name, and whose name
-  // it has found free: addOp(op, -1, false) without looking all of them up a second time.
-  void appendResolvedOp(const OpPtr& op);
+  // Wires a new op to tensors that the caller has just found in this graph by name, and appends
+  // it under a name it has found free: addOp(op, -1, false) without looking all of them up a
+  // second time. The op's own checks (validateOp) come before any tensor knows it.
+  void appendResolvedOp(const OpPtr& op, const std::vector<TensorPtr>& inputs, const std::vector<TensorPtr>& outputs);
   // Wires the op by tensor names; missing outputs are made with the given shapes.
   void addOp(const OpPtr& op, const std::vector<std::string>& inputNames, const std::vector<std::string>& outputNames,
              const std::vector<IrTensorShape>& outputShapes, const std::vector<AxisFormat>& outputAxisFormats,
@@ -103,6 +105,24 @@ class IrGraph {
   void transferQuantInfo(const TensorPtr& from, const TensorPtr& to);
   // The graph's name generator, made on first use.
   ConversionNamePolicy& namePolicy();
+
+  // ---- Editing edges: both ends of every edge stay in step ----
+  // Wires an op that isn't in the graph yet: it reads `inputs` and writes `outputs`, in order.
+  void connect(const OpPtr& op, const std::vector<TensorPtr>& inputs, const std::vector<TensorPtr>& outputs);
+  // Every reader of `oldTensor` reads `newTensor` in its place, at every input where it read it.
+  void replaceAllUses(const TensorPtr& oldTensor, const TensorPtr& newTensor);
+  // Input `index` of the op becomes `tensor`; the old tensor keeps the op as reader only if the
+  // op still reads it at another input.
+  void setOperand(const OpPtr& op, uint32_t index, const TensorPtr& tensor);
+  // `to` takes the place of `from` among the graph outputs, and `from` becomes a native tensor.
+  void moveGraphOutput(const TensorPtr& from, const TensorPtr& to);
+  // Takes the op out of the graph: its inputs lose it as reader, its outputs lose it as producer,
+  // and an output that nothing reads and that is no graph output leaves the graph with it.
+  void removeOp(const OpPtr& op);
+  // The message with which squash or squashIdentity would refuse, or nothing when it can go
+  // ahead: a rule asks first and declines without having changed anything.
+  std::optional<std::string> squashRefusal(const OpPtr& op, const std::string& inputName, bool keepInputTensor) const;
+  std::optional<std::string> squashIdentityRefusal(const OpPtr& op) const;
 
   // ---- Surgery: rewiring what stands ----
   void inject(const OpPtr& op, const std::string& inputName, const std::string& outputName,
@@ -159,6 +179,12 @@ class IrGraph {
   TraceTable& traceRecords(uint32_t kind);
   const TraceTable& traceRecords(uint32_t kind) const;
   size_t positionForInjection(const TensorPtr& input, const OpSet& consumers) const;
+  // Steps shared by inject and injectAtIndex: the op takes the input, gets a new output tensor,
+  // and the chosen readers move to that output. Returns the moved readers, or nothing when the
+  // op infers no output shape (then the op keeps only the input it took).
+  std::optional<OpSet> wireInjectedOp(const OpPtr& op, const TensorPtr& input, const std::string& outputName,
+                                      const std::vector<std::string>& consumerNames, AxisFormat axisFormat,
+                                      bool inheritQuantizable);
   void addOpAt(const OpPtr& op, int32_t index);
   void wireInputsByName(const OpPtr& op, const std::vector<std::string>& inputNames);
   void wireOutputs(const OpPtr& op, const std::vector<std::string>& outputNames,

@@ -10,6 +10,7 @@
 
 #include "DataTypes.hpp"
 #include "IrGraph.hpp"
+#include "Permutations.hpp"
 
 namespace modeltools {
 namespace {
@@ -54,45 +55,24 @@ bool producesStaticOutput(const OpPtr& op, const TensorPtr& in, const TensorPtr&
   return in->isStaticTensor() && op->type() == "Reshape" && out->isGraphOutput() && in->shape() == out->shape();
 }
 
-void eraseTensorFrom(std::vector<TensorPtr>& list, const TensorPtr& tensor) {
-  list.erase(std::remove(list.begin(), list.end(), tensor), list.end());
+// Squash keeps the output, which takes the input's place behind the input's producer (case A),
+// or keeps the input, which the output's readers then read (case B).
+bool squashKeepsOutput(const TensorPtr& in, bool keepInputTensor) {
+  return in->consumers().size() == 1 && in->producer() && !keepInputTensor && !in->isGraphOutput();
 }
 
-// Steps shared by inject and injectAtIndex: the op takes the input, gets a new output tensor,
-// and the chosen readers move to that output. Returns the moved readers, or nothing when the
-// op infers no output shape (then the op keeps only the input it took).
-std::optional<OpSet> wireInjectedOp(IrGraph& graph, const OpPtr& op, const TensorPtr& input,
-                                    const std::string& outputName, const std::vector<std::string>& consumerNames,
-                                    AxisFormat axisFormat, bool inheritQuantizable) {
-  op->addInput(input, -1);
-  const auto shapes = op->inferOutputTensorShapes(graph.axisOrder(), 1);
-  if (shapes.empty()) return std::nullopt;
-  const uint32_t dataType = op->inferOutputFloatDataTypes(1).at(0);
-  const bool quantizable = inheritQuantizable ? input->quantizable() : isFloat16Or32(dataType);
-  auto output = graph.addTensor(TensorFields{.name = outputName,
-                                           .shape = shapes[0],
-                                           .dataType = dataType,
-                                           .floatDataType = input->floatDataType(),
-                                           .quantizable = quantizable,
-                                           .axisFormat = axisFormat,
-                                           .kind = tensorkind::kNative});
-  op->addOutput(output, -1);
-  output->setProducer(op);
-  OpSet consumers = graph.getConsumers(input, consumerNames);
-  for (const auto& consumer : consumers) {
-    consumer->replaceInputTensor(input, output);
-    input->removeConsumer(consumer);
-    output->addConsumer(consumer);
-  }
-  input->addConsumer(op);
-  return consumers;
+bool standsIn(const std::vector<TensorPtr>& tensors, const TensorPtr& tensor) {
+  return std::find(tensors.begin(), tensors.end(), tensor) != tensors.end();
+}
+
+void eraseTensorFrom(std::vector<TensorPtr>& list, const TensorPtr& tensor) {
+  list.erase(std::remove(list.begin(), list.end(), tensor), list.end());
 }
 
 // A layout change for one reader: the first row whose format (or NONTRIVIAL rank) fits wins.
 struct PermuteRow {
   AxisFormat from;
   uint32_t nontrivialRank;  // 0: the row doesn't accept NONTRIVIAL
-  std::vector<uint32_t> order;
   AxisFormat target;
 };
 
@@ -105,7 +85,8 @@ void permuteByRows(IrGraph& graph, const TensorPtr& tensor, const OpPtr& consume
     const bool nontrivialFits =
         row.nontrivialRank != 0 && format == AxisFormat::NONTRIVIAL && tensor->rank() == row.nontrivialRank;
     if (format == row.from || nontrivialFits) {
-      graph.injectImplicitPermute(tensor->name(), row.target, row.order, {consumer->name()});
+      graph.injectImplicitPermute(tensor->name(), row.target, *permutationBetween(row.from, row.target),
+                                  {consumer->name()});
       return;
     }
   }
@@ -114,6 +95,34 @@ void permuteByRows(IrGraph& graph, const TensorPtr& tensor, const OpPtr& consume
 }  // namespace
 
 // ---- Injection ----------------------------------------------------------------------------------
+
+std::optional<OpSet> IrGraph::wireInjectedOp(const OpPtr& op, const TensorPtr& input, const std::string& outputName,
+                                             const std::vector<std::string>& consumerNames, AxisFormat axisFormat,
+                                             bool inheritQuantizable) {
+  op->addInput(input, -1);
+  const auto shapes = op->inferOutputTensorShapes(axisOrder_, 1);
+  if (shapes.empty()) return std::nullopt;
+  const uint32_t dataType = op->inferOutputFloatDataTypes(1).at(0);
+  const bool quantizable = inheritQuantizable ? input->quantizable() : isFloat16Or32(dataType);
+  auto output = addTensor(TensorFields{.name = outputName,
+                                           .shape = shapes[0],
+                                           .dataType = dataType,
+                                           .floatDataType = input->floatDataType(),
+                                           .quantizable = quantizable,
+                                           .axisFormat = axisFormat,
+                                           .kind = tensorkind::kNative});
+  op->addOutput(output, -1);
+  output->setProducer(op);
+  OpSet consumers = getConsumers(input, consumerNames);
+  for (const auto& consumer : consumers) {
+    consumer->replaceInputTensor(input, output);
+    input->removeConsumer(consumer);
+    output->addConsumer(consumer);
+  }
+  input->addConsumer(op);
+  return consumers;
+}
+
 
 size_t IrGraph::positionForInjection(const TensorPtr& input, const OpSet& consumers) const {
   if (const auto& producer = input->producer()) {
@@ -134,7 +143,7 @@ void IrGraph::inject(const OpPtr& op, const std::string& inputName, const std::s
     failArgument("inject",
                  "Can't inject op " + opText(op) + " onto a tensor " + inputName + " which is not in the graph");
   }
-  const auto consumers = wireInjectedOp(*this, op, input, outputName, consumerNames, axisFormat, inheritQuantizable);
+  const auto consumers = wireInjectedOp(op, input, outputName, consumerNames, axisFormat, inheritQuantizable);
   if (!consumers) return;
   addOp(op, static_cast<int32_t>(positionForInjection(input, *consumers)), validate);
 }
@@ -145,7 +154,7 @@ void IrGraph::injectAtIndex(const OpPtr& op, const std::string& inputName, const
   requireOp(op, "injectAtIndex");
   auto input = getTensor(inputName);
   if (!input) failArgument("injectAtIndex", "injectAtIndex: tensor '" + inputName + "' not found in graph.");
-  if (!wireInjectedOp(*this, op, input, outputName, consumerNames, axisFormat, inheritQuantizable)) return;
+  if (!wireInjectedOp(op, input, outputName, consumerNames, axisFormat, inheritQuantizable)) return;
   addOp(op, index, validate);
 }
 
@@ -177,22 +186,22 @@ void IrGraph::injectImplicitPermute(const std::string& tensorName, AxisFormat ax
 
 void IrGraph::permuteToSpatialFirst(const TensorPtr& tensor, const OpPtr& consumer) {
   static const std::vector<PermuteRow> rows = {
-      {AxisFormat::NCDHW, 5, {0, 2, 3, 4, 1}, AxisFormat::NDHWC},
-      {AxisFormat::NCHW, 4, {0, 2, 3, 1}, AxisFormat::NHWC},
-      {AxisFormat::NCF, 0, {0, 2, 1}, AxisFormat::NFC},
+      {AxisFormat::NCDHW, 5, AxisFormat::NDHWC},
+      {AxisFormat::NCHW, 4, AxisFormat::NHWC},
+      {AxisFormat::NCF, 0, AxisFormat::NFC},
   };
   permuteByRows(*this, tensor, consumer, rows, "permuteToSpatialFirst");
 }
 
 void IrGraph::permuteNfcToNcf(const TensorPtr& tensor, const OpPtr& consumer) {
-  static const std::vector<PermuteRow> rows = {{AxisFormat::NFC, 0, {0, 2, 1}, AxisFormat::NCF}};
+  static const std::vector<PermuteRow> rows = {{AxisFormat::NFC, 0, AxisFormat::NCF}};
   permuteByRows(*this, tensor, consumer, rows, "permuteNfcToNcf");
 }
 
 void IrGraph::permuteToSpatialLast(const TensorPtr& tensor, const OpPtr& consumer) {
   static const std::vector<PermuteRow> rows = {
-      {AxisFormat::NDHWC, 5, {0, 4, 1, 2, 3}, AxisFormat::NCDHW},
-      {AxisFormat::NHWC, 4, {0, 3, 1, 2}, AxisFormat::NCHW},
+      {AxisFormat::NDHWC, 5, AxisFormat::NCDHW},
+      {AxisFormat::NHWC, 4, AxisFormat::NCHW},
   };
   permuteByRows(*this, tensor, consumer, rows, "permuteToSpatialLast");
 }
@@ -288,34 +297,43 @@ bool IrGraph::isStaticPassThrough(const OpPtr& op) const {
   return in->isStaticTensor() && out->isGraphOutput() && in->shape() == out->shape();
 }
 
-void IrGraph::squash(const OpPtr& opRef, const std::string& inputName, bool keepInputTensor,
-                     bool transferQuantization) {
-  requireOp(opRef, "squash");
-  const OpPtr op = opRef;  // may be an element of a consumer set or of the order
+std::optional<std::string> IrGraph::squashRefusal(const OpPtr& op, const std::string& inputName,
+                                                  bool keepInputTensor) const {
+  if (!op) return head("squash") + kNullOpText;
   if (op->numOutputs() != 1) {
-    fail("squash", "Op " + opText(op) + " must have exactly one output to be squashed. But it has " +
-                       std::to_string(op->numOutputs()));
+    return head("squash") + "Op " + opText(op) + " must have exactly one output to be squashed. But it has " +
+           std::to_string(op->numOutputs());
   }
   const auto in = getTensor(inputName);
-  requireTensor(in, "squash");
-  const auto inputs = op->getInputs();
-  if (std::find(inputs.begin(), inputs.end(), in) == inputs.end()) {
-    fail("squash", "Tensor " + in->name() + " is not an input to op " + opText(op));
+  if (!in) return head("squash") + kNullTensorText;
+  if (!standsIn(op->getInputs(), in)) {
+    return head("squash") + "Tensor " + in->name() + " is not an input to op " + opText(op);
   }
   const auto out = op->getOutput(0);
   if (producesStaticOutput(op, in, out)) {
-    fail("squash", "Unable to squash node: " + opText(op) + " into previous tensor: " + in->name() +
-                       "as node produces a static output");
+    return head("squash") + "Unable to squash node: " + opText(op) + " into previous tensor: " + in->name() +
+           "as node produces a static output";
   }
+  if (squashKeepsOutput(in, keepInputTensor)) {
+    if (standsIn(in->producer()->getOutputs(), in)) return std::nullopt;
+    return head("squash") + "Input tensor " + in->name() + " not found in previous op when squashing " + opText(op);
+  }
+  if (!out->consumers().empty() && !out->isGraphOutput()) return std::nullopt;
+  return head("squash") + "Squash not possible for op " + opText(op) + " (type: " + op->type() +
+         ", input: " + in->name() + ")";
+}
+
+void IrGraph::squash(const OpPtr& opRef, const std::string& inputName, bool keepInputTensor,
+                     bool transferQuantization) {
+  if (auto refusal = squashRefusal(opRef, inputName, keepInputTensor)) throw std::runtime_error(*refusal);
+  const OpPtr op = opRef;  // may be an element of a consumer set or of the order
+  const auto in = getTensor(inputName);
+  const auto out = op->getOutput(0);
   auto collected = getTraceSources(tracekind::kOp, op->name());
   const OpPtr prev = in->producer();
 
-  if (in->consumers().size() == 1 && prev && !keepInputTensor && !in->isGraphOutput()) {
+  if (squashKeepsOutput(in, keepInputTensor)) {
     // The output survives and takes the input's place behind prev.
-    const auto prevOutputs = prev->getOutputs();
-    if (std::find(prevOutputs.begin(), prevOutputs.end(), in) == prevOutputs.end()) {
-      fail("squash", "Input tensor " + in->name() + " not found in previous op when squashing " + opText(op));
-    }
     prev->replaceOutputTensor(in, out);
     out->setProducer(prev);
     removeOpAsConsumer(in, op);
@@ -335,7 +353,7 @@ void IrGraph::squash(const OpPtr& opRef, const std::string& inputName, bool keep
       setTraceSources(tracekind::kOp, prev->name(),
                       mergeTraceSources(getTraceSources(tracekind::kOp, prev->name()), collected));
     }
-  } else if (!out->consumers().empty() && !out->isGraphOutput()) {
+  } else {
     // The input survives and the output's readers move to it.
     const OpSet readers = out->consumers();
     for (const auto& reader : readers) {
@@ -355,31 +373,36 @@ void IrGraph::squash(const OpPtr& opRef, const std::string& inputName, bool keep
                         mergeTraceSources(getTraceSources(tracekind::kOp, reader->name()), collected));
       }
     }
-  } else {
-    fail("squash",
-         "Squash not possible for op " + opText(op) + " (type: " + op->type() + ", input: " + in->name() + ")");
   }
   op->removeOutput(out);
   prune(op, true);
 }
 
-void IrGraph::squashIdentity(const OpPtr& opRef, bool transferQuantization) {
-  requireOp(opRef, "squashIdentity");
-  const OpPtr op = opRef;  // may be an element of a consumer set or of the order
+std::optional<std::string> IrGraph::squashIdentityRefusal(const OpPtr& op) const {
+  if (!op) return head("squashIdentity") + kNullOpText;
   if (op->numInputs() != 1) {
-    fail("squashIdentity",
-         "Op " + opText(op) + " expected to have exactly 1 input, but has " + std::to_string(op->numInputs()));
+    return head("squashIdentity") + "Op " + opText(op) + " expected to have exactly 1 input, but has " +
+           std::to_string(op->numInputs());
   }
   if (op->numOutputs() != 1) {
-    fail("squashIdentity",
-         "Op " + opText(op) + " expected to have exactly 1 output, but has " + std::to_string(op->numOutputs()));
+    return head("squashIdentity") + "Op " + opText(op) + " expected to have exactly 1 output, but has " +
+           std::to_string(op->numOutputs());
   }
   const auto in = op->getInput(0);
-  const auto out = op->getOutput(0);
-  if (producesStaticOutput(op, in, out)) {
-    fail("squashIdentity", "Unable to squash op: " + opText(op) + " into previous tensor: " + in->name() +
-                               " as op produces a static output");
+  if (producesStaticOutput(op, in, op->getOutput(0))) {
+    return head("squashIdentity") + "Unable to squash op: " + opText(op) + " into previous tensor: " + in->name() +
+           " as op produces a static output";
   }
+  // Without a producer to take the output over, the op goes as a squash that keeps the input.
+  if (!in->producer() || in->isGraphOutput()) return squashRefusal(op, in->name(), true);
+  return std::nullopt;
+}
+
+void IrGraph::squashIdentity(const OpPtr& opRef, bool transferQuantization) {
+  if (auto refusal = squashIdentityRefusal(opRef)) throw std::runtime_error(*refusal);
+  const OpPtr op = opRef;  // may be an element of a consumer set or of the order
+  const auto in = op->getInput(0);
+  const auto out = op->getOutput(0);
   const OpPtr prev = in->producer();
   if (!prev || in->isGraphOutput()) {
     squash(op, in->name(), true, transferQuantization);
@@ -411,6 +434,69 @@ void IrGraph::squashIdentity(const OpPtr& opRef, bool transferQuantization) {
   in->clearConsumers();
   removeTensor(in->name());
   op->removeOutput(out);
+  prune(op, true);
+}
+
+// ---- Editing edges -------------------------------------------------------------------------------
+
+void IrGraph::connect(const OpPtr& op, const std::vector<TensorPtr>& inputs, const std::vector<TensorPtr>& outputs) {
+  requireOp(op, "connect");
+  op->reserveTensorLists(op->numInputs() + inputs.size(), op->numOutputs() + outputs.size());
+  for (const auto& input : inputs) {
+    requireTensor(input, "connect");
+    op->addInput(input, -1);
+    input->addConsumer(op);
+  }
+  for (const auto& output : outputs) {
+    requireTensor(output, "connect");
+    op->addOutput(output, -1);
+    output->setProducer(op);
+  }
+}
+
+void IrGraph::replaceAllUses(const TensorPtr& oldTensor, const TensorPtr& newTensor) {
+  requireTensor(oldTensor, "replaceAllUses");
+  requireTensor(newTensor, "replaceAllUses");
+  if (oldTensor == newTensor) return;
+  const OpSet readers = oldTensor->consumers();
+  for (const auto& reader : readers) {
+    reader->replaceInputTensor(oldTensor, newTensor);
+    newTensor->addConsumer(reader);
+  }
+  oldTensor->clearConsumers();
+}
+
+void IrGraph::setOperand(const OpPtr& op, uint32_t index, const TensorPtr& tensor) {
+  requireOp(op, "setOperand");
+  requireTensor(tensor, "setOperand");
+  if (index >= op->numInputs()) {
+    fail("setOperand", "Op " + opText(op) + " has no input " + std::to_string(index));
+  }
+  const auto previous = op->getInput(index);
+  op->setInputAt(tensor, index);
+  if (previous && previous != tensor && !standsIn(op->getInputs(), previous)) previous->removeConsumer(op);
+  tensor->addConsumer(op);
+}
+
+void IrGraph::moveGraphOutput(const TensorPtr& from, const TensorPtr& to) {
+  transferGraphOutputTensor(from, to);
+  if (from->kind() == tensorkind::kGraphOutput && from != to) {
+    from->setKind(tensorkind::kNative);
+    eraseTensorFrom(graphOutputs_, from);
+  }
+}
+
+void IrGraph::removeOp(const OpPtr& opRef) {
+  requireOp(opRef, "removeOp");
+  const OpPtr op = opRef;  // the caller's reference may live in the order
+  for (const auto& input : distinct(op->getInputs())) removeOpAsConsumer(input, op);
+  for (const auto& output : op->getOutputs()) {
+    op->removeOutput(output);
+    if (output->producer() == op) output->clearProducer();
+    if (output->consumers().empty() && !output->isGraphOutput() && getTensor(output->name()) == output) {
+      removeTensor(output->name());
+    }
+  }
   prune(op, true);
 }
 

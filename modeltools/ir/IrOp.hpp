@@ -13,6 +13,7 @@
 
 namespace modeltools {
 class AxisOrder;
+class IrGraph;
 }
 
 namespace modeltools::ops {
@@ -34,7 +35,6 @@ class IrOp : public std::enable_shared_from_this<IrOp> {
 
   virtual uint64_t macs(const AxisOrderPtr& axisOrder);
   virtual uint32_t paramsCount(const AxisOrderPtr& axisOrder);
-  virtual void addOutput(const TensorPtr& tensor, int32_t index);
   virtual void canonicalizeOp(uint32_t numOutputs);
   virtual std::vector<Dims> inferOutputShapes(const AxisOrderPtr& axisOrder, uint32_t numOutputs);
   virtual std::vector<IrTensorShape> inferOutputTensorShapes(const AxisOrderPtr& axisOrder, uint32_t numOutputs);
@@ -48,30 +48,14 @@ class IrOp : public std::enable_shared_from_this<IrOp> {
   virtual void resizeOp(const AxisOrderPtr& axisOrder, uint32_t numOutputs);
 
   const std::string& name() const { return name_; }
-  // Only the graph renames ops (it keeps its map in step).
-  void setName(const std::string& name) { name_ = name; }
   const std::string& type() const { return type_; }
   const std::shared_ptr<IrAttributes>& attrs() const { return attrs_; }
   bool canonicalized() const { return canonicalized_; }
   void setCanonicalized(bool flag) { canonicalized_ = flag; }
 
-  void addInput(const TensorPtr& tensor, int32_t index);
-  void removeInput(const TensorPtr& tensor);
-  void removeInputAt(uint32_t index);
-  void removeOutput(const TensorPtr& tensor);
-  void removeOutputAt(uint32_t index);
-  void setInputAt(const TensorPtr& tensor, uint32_t index);
   void setInputAxisFormat(AxisFormat format, uint32_t index);
-  void replaceInputTensor(const TensorPtr& oldTensor, const TensorPtr& newTensor);
-  void replaceOutputTensor(const TensorPtr& oldTensor, const TensorPtr& newTensor);
   // Room for this many inputs and outputs, so that wiring a new op allocates its lists once.
   void reserveTensorLists(size_t inputs, size_t outputs);
-  // Takes over another op's input and output lists, with the input axis formats recorded there.
-  void takeTensorListsFrom(const IrOp& other) {
-    inputs_ = other.inputs_;
-    outputs_ = other.outputs_;
-    inputAxisFormats_ = other.inputAxisFormats_;
-  }
 
   TensorList getInputs() const { return lockWeakPtr(inputs_); }
   TensorList getOutputs() const { return lockWeakPtr(outputs_); }
@@ -95,6 +79,26 @@ class IrOp : public std::enable_shared_from_this<IrOp> {
   void rmAtIdx(std::vector<T>& list, uint32_t index);
 
  private:
+  // Each of these changes one end of an edge. Only the graph calls them, and it changes the
+  // other end (the tensor's producer or readers) in the same operation.
+  friend class ::modeltools::IrGraph;
+  void setName(const std::string& name) { name_ = name; }
+  void addInput(const TensorPtr& tensor, int32_t index);
+  virtual void addOutput(const TensorPtr& tensor, int32_t index);
+  void removeInput(const TensorPtr& tensor);
+  void removeInputAt(uint32_t index);
+  void removeOutput(const TensorPtr& tensor);
+  void removeOutputAt(uint32_t index);
+  void setInputAt(const TensorPtr& tensor, uint32_t index);
+  void replaceInputTensor(const TensorPtr& oldTensor, const TensorPtr& newTensor);
+  void replaceOutputTensor(const TensorPtr& oldTensor, const TensorPtr& newTensor);
+  // Takes over another op's input and output lists, with the input axis formats recorded there.
+  void takeTensorListsFrom(const IrOp& other) {
+    inputs_ = other.inputs_;
+    outputs_ = other.outputs_;
+    inputAxisFormats_ = other.inputAxisFormats_;
+  }
+
   std::string name_;
   std::string type_;
   std::shared_ptr<IrAttributes> attrs_;

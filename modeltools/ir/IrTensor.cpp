@@ -9,6 +9,7 @@
 
 #include "DataTypes.hpp"
 #include "IrOp.hpp"
+#include "Permutations.hpp"
 #include "TransformManager.hpp"
 
 namespace modeltools {
@@ -337,11 +338,7 @@ std::vector<uint32_t> IrTensor::permutationToSource() const {
   if (!permToSource_.empty()) return permToSource_;
   if (axisFormat_ == AxisFormat::NOT_YET_DEFINED || srcAxisFormat_ == AxisFormat::NOT_YET_DEFINED) return {};
   const uint32_t rank = shape_.rank();
-  if (axisFormat_ == AxisFormat::NONTRIVIAL || axisFormat_ == srcAxisFormat_) {
-    std::vector<uint32_t> identity(rank);
-    for (uint32_t i = 0; i < rank; ++i) identity[i] = i;
-    return identity;
-  }
+  if (axisFormat_ == AxisFormat::NONTRIVIAL || axisFormat_ == srcAxisFormat_) return identityPermutation(rank);
   const std::string source = axisFormatToString(srcAxisFormat_);
   const std::string current = axisFormatToString(axisFormat_);
   auto sameLetters = [](std::string a, std::string b) {

@@ -15,6 +15,7 @@ namespace modeltools {
 namespace ops {
 class IrOp;
 }
+class IrGraph;
 class IrTensor;
 class TransformManager;
 
@@ -128,17 +129,12 @@ class IrTensor {
 
   uint32_t id() const { return id_; }
   const std::string& name() const { return name_; }
-  // Stores the name and takes a fresh ID.
+  // Stores the name and takes a fresh ID. For a tensor that is in a graph, the graph renames
+  // (updateTensorName), which keeps its map in step.
   void setName(const std::string& name);
 
   const OpPtr& producer() const { return producer_; }
-  void setProducer(OpPtr op) { producer_ = std::move(op); }
-  void clearProducer() { producer_.reset(); }
-
   const std::set<OpPtr>& consumers() const { return consumers_; }
-  void addConsumer(const OpPtr& op) { consumers_.insert(op); }
-  void removeConsumer(const OpPtr& op);
-  void clearConsumers() { consumers_.clear(); }
 
   const IrTensorShape& shape() const { return shape_; }
   const Dims& dims() const { return shape_.dims(); }
@@ -160,7 +156,6 @@ class IrTensor {
   void setSrcAxisFormat(AxisFormat format) { srcAxisFormat_ = format; }
 
   uint32_t kind() const { return kind_; }
-  void setKind(uint32_t kind) { kind_ = kind; }
   bool isGraphInput() const { return kind_ == tensorkind::kGraphInput; }
   bool isGraphOutput() const { return kind_ == tensorkind::kGraphOutput; }
   bool isGraphInputOutput() const { return kind_ == tensorkind::kGraphInputOutput; }
@@ -199,6 +194,16 @@ class IrTensor {
   static void resetIdCounter(uint32_t maxId);
 
  private:
+  // Each of these changes one end of an edge, or the kind that the graph's input and output
+  // lists follow. Only the graph calls them, and it changes the other end in the same operation.
+  friend class IrGraph;
+  void setProducer(OpPtr op) { producer_ = std::move(op); }
+  void clearProducer() { producer_.reset(); }
+  void addConsumer(const OpPtr& op) { consumers_.insert(op); }
+  void removeConsumer(const OpPtr& op);
+  void clearConsumers() { consumers_.clear(); }
+  void setKind(uint32_t kind) { kind_ = kind; }
+
   static uint32_t nextId();
 
   uint32_t id_;

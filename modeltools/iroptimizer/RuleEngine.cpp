@@ -61,21 +61,6 @@ std::vector<TensorPtr> distinctInputs(const OpPtr& op) {
   return inputs;
 }
 
-// Takes one op out with its unread outputs; returns its former inputs.
-std::vector<TensorPtr> detachAndPrune(IrGraph& graph, const OpPtr& op) {
-  const auto inputs = distinctInputs(op);
-  for (const auto& input : inputs) graph.removeOpAsConsumer(input, op);
-  for (const auto& output : op->getOutputs()) {
-    op->removeOutput(output);
-    if (output->producer() == op) output->clearProducer();
-    if (output->consumers().empty() && !output->isGraphOutput() && graph.getTensor(output->name()) == output) {
-      graph.removeTensor(output->name());
-    }
-  }
-  graph.prune(op, true);
-  return inputs;
-}
-
 }  // namespace
 
 bool MatchAndRewriteRule::apply(IrGraph& graph, uint32_t keepMatchedOps) {
@@ -127,7 +112,9 @@ void pruneOpRecursively(IrGraph& graph, const OpPtr& opRef) {
     pending.pop_back();
     // Two inputs may share a producer, which then stands twice in the list.
     if (current != op && !isInGraph(graph, current)) continue;
-    for (const auto& input : detachAndPrune(graph, current)) {
+    const auto inputs = distinctInputs(current);
+    graph.removeOp(current);
+    for (const auto& input : inputs) {
       const OpPtr producer = input->producer();
       if (producer && input->consumers().empty() && isInGraph(graph, producer) && !feedsSomething(producer)) {
         pending.push_back(producer);

@@ -7,6 +7,7 @@
 
 #include "modeltools/ir/DataTypes.hpp"
 #include "modeltools/ir/AxisOrder.hpp"
+#include "modeltools/ir/Permutations.hpp"
 
 namespace modeltools::ops {
 namespace {
@@ -212,30 +213,10 @@ void TransposeOp::checkOrder() const {
 
 void TransposeOp::populateOutputAxisFormats(const AxisOrderPtr&, const AxisFormatMap&, bool) {
   checkOrder();
-  struct Row {
-    AxisFormat input;
-    std::vector<uint32_t> perm;
-    AxisFormat output;
-  };
-  using enum AxisFormat;
-  static const std::vector<Row> rows = {
-      {NDHWC, {0, 4, 1, 2, 3}, NCDHW}, {NCDHW, {0, 2, 3, 4, 1}, NDHWC}, {NHWC, {0, 3, 1, 2}, NCHW},
-      {NCHW, {0, 2, 3, 1}, NHWC},      {NFC, {0, 2, 1}, NCF},           {NCF, {0, 2, 1}, NFC},
-      {NTF, {1, 0, 2}, TNF},           {TNF, {1, 0, 2}, NTF},           {OIDHW, {2, 3, 4, 1, 0}, DHWIO},
-      {IODHW, {2, 3, 4, 0, 1}, DHWIO}, {DHWIO, {3, 4, 0, 1, 2}, IODHW}, {DHWIO, {4, 3, 0, 1, 2}, OIDHW},
-      {OIHW, {2, 3, 1, 0}, HWIO},      {IOHW, {2, 3, 0, 1}, HWIO},      {HWIO, {2, 3, 0, 1}, IOHW},
-      {HWIO, {3, 2, 0, 1}, OIHW}};
   const AxisFormat input = getInput(0)->axisFormat();
   const auto perm = readU32List(*attrs(), "perm");
-  AxisFormat output = NONTRIVIAL;
-  if (perm == std::vector<uint32_t>{0, 1, 2, 3}) {
-    output = input;
-  } else {
-    const auto row = std::find_if(rows.begin(), rows.end(), [&](const Row& candidate) {
-      return candidate.input == input && candidate.perm == perm;
-    });
-    if (row != rows.end()) output = row->output;
-  }
+  const AxisFormat output =
+      perm == std::vector<uint32_t>{0, 1, 2, 3} ? input : layoutAfter(input, perm).value_or(AxisFormat::NONTRIVIAL);
   getOutput(0)->setAxisFormat(output);
 }
 

@@ -57,8 +57,8 @@ Vrx_Status_t IrGraphBuilder::addTensor(const Vrx_Tensor_t* tensor) {
   return VRX_GT_SUCCESS;
 }
 
-Vrx_Status_t IrGraphBuilder::connectInputs(const Vrx_OpConfig_t& opConfig,
-                                           const std::shared_ptr<modeltools::ops::IrOp>& op) {
+Vrx_Status_t IrGraphBuilder::resolveInputs(const Vrx_OpConfig_t& opConfig,
+                                           std::vector<std::shared_ptr<modeltools::IrTensor>>& inputs) const {
   for (uint32_t i = 0; opConfig.inputTensors != nullptr && i < opConfig.numOfInputs; ++i) {
     const Vrx_Tensor_t& record = opConfig.inputTensors[i];
     if (record.name == nullptr) continue;
@@ -69,14 +69,13 @@ Vrx_Status_t IrGraphBuilder::connectInputs(const Vrx_OpConfig_t& opConfig,
     }
     // Nodes come in topological order: a native input must have been written already.
     if (tensor->getTensorType() == VRX_TENSORTYPE_NATIVE && !tensor->producer()) return VRX_GT_ERROR_BAD_INPUT;
-    op->addInput(tensor, -1);
-    tensor->addConsumer(op);
+    inputs.push_back(std::move(tensor));
   }
   return VRX_GT_SUCCESS;
 }
 
-Vrx_Status_t IrGraphBuilder::connectOutputs(const Vrx_OpConfig_t& opConfig,
-                                            const std::shared_ptr<modeltools::ops::IrOp>& op) {
+Vrx_Status_t IrGraphBuilder::resolveOutputs(const Vrx_OpConfig_t& opConfig,
+                                            std::vector<std::shared_ptr<modeltools::IrTensor>>& outputs) const {
   for (uint32_t i = 0; opConfig.outputTensors != nullptr && i < opConfig.numOfOutputs; ++i) {
     const Vrx_Tensor_t& record = opConfig.outputTensors[i];
     if (record.name == nullptr) continue;
@@ -87,8 +86,7 @@ Vrx_Status_t IrGraphBuilder::connectOutputs(const Vrx_OpConfig_t& opConfig,
     }
     const uint32_t type = tensor->getTensorType();
     if (type == VRX_TENSORTYPE_APP_WRITE || type == VRX_TENSORTYPE_STATIC) return VRX_GT_ERROR_BAD_NODE_OR_OUTPUT;
-    op->addOutput(tensor, -1);
-    tensor->setProducer(op);
+    outputs.push_back(std::move(tensor));
   }
   return VRX_GT_SUCCESS;
 }
@@ -99,13 +97,18 @@ Vrx_Status_t IrGraphBuilder::addNode(const Vrx_OpConfig_t& opConfig) {
     logTo(loggerHandle_, VRX_GT_LOG_ERROR, "Node already exist in the graph, Node name: %s", opConfig.name);
     return VRX_GT_ERROR_BAD_NODE_OR_OUTPUT;
   }
+  // Every tensor is found and checked before any edge is made: a refused node leaves no trace.
+  std::vector<std::shared_ptr<modeltools::IrTensor>> inputs;
+  std::vector<std::shared_ptr<modeltools::IrTensor>> outputs;
+  if (const Vrx_Status_t status = resolveInputs(opConfig, inputs); status != VRX_GT_SUCCESS) return status;
+  if (const Vrx_Status_t status = resolveOutputs(opConfig, outputs); status != VRX_GT_SUCCESS) return status;
   auto op = modeltools::buildIrOp(opConfig);
-  op->reserveTensorLists(opConfig.inputTensors != nullptr ? opConfig.numOfInputs : 0,
-                         opConfig.outputTensors != nullptr ? opConfig.numOfOutputs : 0);
-  if (const Vrx_Status_t status = connectInputs(opConfig, op); status != VRX_GT_SUCCESS) return status;
-  if (const Vrx_Status_t status = connectOutputs(opConfig, op); status != VRX_GT_SUCCESS) return status;
-  if (op->numInputs() == 0) return VRX_GT_SUCCESS;
-  graph_->appendResolvedOp(op);
+  if (inputs.empty()) {
+    // Such an op stays out of the graph, but its outputs know it as their producer.
+    graph_->connect(op, inputs, outputs);
+    return VRX_GT_SUCCESS;
+  }
+  graph_->appendResolvedOp(op, inputs, outputs);
   logTo(loggerHandle_, VRX_GT_LOG_VERBOSE, "addNode(): Op Package Name: %s, Node Name: %s, Type: %s",
         textOf(opConfig.packageName), opConfig.name, textOf(opConfig.typeName));
   return VRX_GT_SUCCESS;

@@ -1,14 +1,13 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "VrxGraphTransformer.h"
 
 namespace modeltools {
 class IrGraph;
-namespace ops {
-class IrOp;
-}
+class IrTensor;
 }  // namespace modeltools
 
 namespace vrx::ir {
@@ -29,8 +28,11 @@ class IrGraphBuilder {
 
 
  private:
-  Vrx_Status_t connectInputs(const Vrx_OpConfig_t& opConfig, const std::shared_ptr<modeltools::ops::IrOp>& op);
-  Vrx_Status_t connectOutputs(const Vrx_OpConfig_t& opConfig, const std::shared_ptr<modeltools::ops::IrOp>& op);
+  // The node's tensors, found in the graph and checked, in the record's order.
+  Vrx_Status_t resolveInputs(const Vrx_OpConfig_t& opConfig,
+                             std::vector<std::shared_ptr<modeltools::IrTensor>>& inputs) const;
+  Vrx_Status_t resolveOutputs(const Vrx_OpConfig_t& opConfig,
+                              std::vector<std::shared_ptr<modeltools::IrTensor>>& outputs) const;
 
   Vrx_LogHandle_t loggerHandle_;
   std::shared_ptr<modeltools::IrGraph> graph_;

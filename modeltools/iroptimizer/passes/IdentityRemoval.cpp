@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <optional>
-#include <stdexcept>
 #include <unordered_map>
 
-#include "modeltools/iroptimizer/RewriteUtils.hpp"
+#include "modeltools/ir/Permutations.hpp"
+#include "modeltools/iroptimizer/ConstantReads.hpp"
 #include "modeltools/iroptimizer/Verbose.hpp"
 
 namespace modeltools::iroptimizer {
@@ -24,18 +24,16 @@ void sayVerbose(const IrGraph& graph, const char* handler, const std::string& te
   if (verboseLogging()) graph.diagnostics().write("modeltools::iroptimizer::removeIdentity::", handler, ": ", text, "\n");
 }
 
-// The squash of every handler. The surgery tests all it needs before it changes anything, so
-// when it can't reconnect the op the graph is as it was: the op stays and `refusal` (if any)
-// goes to the debug log.
+// The squash of every handler. When the graph would refuse to reconnect the op, the op stays
+// and `refusal` (if any) goes to the debug log.
 bool trySquash(IrGraph& graph, const OpPtr& op, const TensorPtr& in, bool keepInputTensor, bool transferQuantization,
                const char* handler, const std::string& refusal = "") {
-  try {
-    graph.squash(op, in->name(), keepInputTensor, transferQuantization);
-    return true;
-  } catch (const std::runtime_error&) {
+  if (graph.squashRefusal(op, in->name(), keepInputTensor)) {
     if (!refusal.empty()) sayVerbose(graph, handler, refusal);
     return false;
   }
+  graph.squash(op, in->name(), keepInputTensor, transferQuantization);
+  return true;
 }
 
 TensorPtr inputOrNull(const OpPtr& op, uint32_t index) {
@@ -75,13 +73,6 @@ std::optional<int64_t> integerAttribute(const ops::IrOp& op, const std::string& 
     case VRX_DATATYPE_UINT_64: return static_cast<int64_t>(v.uint64Value);
     default: return std::nullopt;
   }
-}
-
-bool isIdentityPermutation(const std::vector<uint32_t>& perm) {
-  for (uint32_t i = 0; i < perm.size(); ++i) {
-    if (perm[i] != i) return false;
-  }
-  return true;
 }
 
 // A tensor attribute of rank 1 and length 0.
@@ -231,12 +222,9 @@ bool removeIdentity::handleSplitOp(IrGraph& graph, const OpPtr& op) {
 }
 
 bool removeIdentity::handleIdentityOp(IrGraph& graph, const OpPtr& op) {
-  try {
-    graph.squashIdentity(op, true);
-    return true;
-  } catch (const std::runtime_error&) {
-    return false;
-  }
+  if (graph.squashIdentityRefusal(op)) return false;
+  graph.squashIdentity(op, true);
+  return true;
 }
 
 bool removeIdentity::handleGatherOp(IrGraph& graph, const OpPtr& op) {
@@ -244,16 +232,14 @@ bool removeIdentity::handleGatherOp(IrGraph& graph, const OpPtr& op) {
   if (!sameShapes(in0, out) || in0->consumers().size() != 1 || !isStatic(in1) || in1->producer()) return false;
   if (!gathersEveryIndexInOrder(*op, in0, in1)) return false;
 
+  const bool keepInput = in0->consumers().size() != 1 || !in0->producer();
+  if (graph.squashRefusal(op, in0->name(), keepInput)) return false;
   // The indices are static without a producer, so dropping the edge leaves nothing else to prune.
   graph.removeOpAsConsumer(in1, op);
   sayVerbose(graph, "handleGatherOp",
              "Squash Gather Op: " + op->name() + " due to IdentityOp. Input shape: " + listToString(in0->dims()));
-  const bool keepInput = in0->consumers().size() != 1 || !in0->producer();
-  if (trySquash(graph, op, in0, keepInput, true, "handleGatherOp")) return true;
-  // Refused: the gather keeps its indices.
-  op->addInput(in1, 1);
-  in1->addConsumer(op);
-  return false;
+  graph.squash(op, in0->name(), keepInput, true);
+  return true;
 }
 
 bool removeIdentity::handleReshapeOp(IrGraph& graph, const OpPtr& op) {
@@ -294,14 +280,9 @@ bool squashCastOp(IrGraph& graph, const OpPtr& op, bool force) {
   // A cast between a graph input and a graph output is all that joins them.
   const bool mayGo = !out->isGraphOutput() || (!in->isGraphInput() && in->consumers().size() < 2);
   const bool isNoOp = force || in->dataType() == out->dataType();
-  if (!mayGo || !isNoOp) return false;
-  try {
-    graph.squash(op, in->name(), false, true);
-  } catch (const std::runtime_error&) {
-    // The cast can't be reconnected (e.g. a constant cast straight into a graph output):
-    // squash refuses before it changes anything, and the cast simply stays.
-    return false;
-  }
+  // A cast that can't be reconnected (e.g. a constant cast straight into a graph output) stays.
+  if (!mayGo || !isNoOp || graph.squashRefusal(op, in->name(), false)) return false;
+  graph.squash(op, in->name(), false, true);
   return true;
 }
 

@@ -194,6 +194,8 @@ TEST_F(NodeTest, NodeRefusalsGiveTheirStatus) {
   EXPECT_EQ(node(records.op("c", "Relu", {in}, {in})), 6005u);
   EXPECT_EQ(node(records.op("d", "Relu", {in}, {weights})), 6005u);
   EXPECT_EQ(graph().getOps().size(), 1u);
+  // A refused node leaves no edge behind: "in" has its one reader.
+  EXPECT_EQ(graph().getTensor("in")->consumers().size(), 1u);
 }
 
 TEST_F(NodeTest, NodesThatAreNoNodesAddNothingAndOpWithoutOutputsThrows) {
@@ -214,6 +216,7 @@ TEST_F(NodeTest, NodesThatAreNoNodesAddNothingAndOpWithoutOutputsThrows) {
   // The graph refuses an op without outputs; the exception passes through the export.
   EXPECT_THROW(node(records.op("sink", "Relu", {in}, {})), std::invalid_argument);
   EXPECT_TRUE(graph().getOps().empty());
+  EXPECT_TRUE(graph().getTensor("in")->consumers().empty());
 }
 
 }  // namespace

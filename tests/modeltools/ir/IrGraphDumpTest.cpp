@@ -88,14 +88,7 @@ class IrGraphDumpTest : public ::testing::Test {
   OpPtr addOp(const std::string& name, const std::string& type, const std::vector<TensorPtr>& inputs,
               const std::vector<TensorPtr>& outputs, std::shared_ptr<IrAttributes> attrs = nullptr) {
     auto op = std::make_shared<ops::IrOp>(name, type, std::move(attrs));
-    for (const auto& t : inputs) {
-      op->addInput(t, -1);
-      t->addConsumer(op);
-    }
-    for (const auto& t : outputs) {
-      op->addOutput(t, -1);
-      t->setProducer(op);
-    }
+    graph.connect(op, inputs, outputs);
     graph.addOp(op, -1, false);
     return op;
   }

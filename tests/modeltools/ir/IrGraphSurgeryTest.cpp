@@ -234,7 +234,7 @@ TEST_F(SurgeryTest, ReplaceKeepsThePositionTheTensorsAndTheTraceAndWarnsWhenTheN
   EXPECT_EQ(wiringProblem(graph), "");
 
   auto wired = newOp("w");
-  wired->addInput(graph.getTensor("in"), -1);
+  graph.connect(wired, {graph.getTensor("in")}, {});
   const auto said = vrx::test::captureDiagnostics(graph);
   graph.replace(graph.getOp("a"), wired, "");
   EXPECT_EQ(said->text,
@@ -317,18 +317,18 @@ TEST_F(SurgeryTest, SquashRefusals) {
   b.op("two", "Split", {"side"}, 2);
   b.op("shape", "Reshape", {"w"});
   b.output("shape");
-  EXPECT_THROW_MSG(graph.squash(graph.getOp("b"), "a", false, false), std::runtime_error,
-                   "modeltools::IrGraph::squash: Squash not possible for op b[Relu] (type: Relu, input: a)");
-  EXPECT_THROW_MSG(graph.squash(graph.getOp("two"), "side", false, false), std::runtime_error,
-                   "modeltools::IrGraph::squash: Op two[Split] must have exactly one output to be squashed. But it "
-                   "has 2");
-  EXPECT_THROW_MSG(graph.squash(graph.getOp("b"), "in", false, false), std::runtime_error,
-                   "modeltools::IrGraph::squash: Tensor in is not an input to op b[Relu]");
-  EXPECT_THROW_MSG(graph.squash(graph.getOp("b"), "nope", false, false), std::runtime_error,
-                   "modeltools::IrGraph::squash: " + kNullTensor);
-  EXPECT_THROW_MSG(graph.squash(graph.getOp("shape"), "w", false, false), std::runtime_error,
-                   "modeltools::IrGraph::squash: Unable to squash node: shape[Reshape] into previous tensor: wa"
-                   "s node produces a static output");
+  // Asked first, the graph names the refusal that squash would throw, and nothing changes.
+  auto refused = [&](const std::string& op, const std::string& in, const std::string& text) {
+    const std::string message = "modeltools::IrGraph::squash: " + text;
+    EXPECT_EQ(graph.squashRefusal(graph.getOp(op), in, false), message);
+    EXPECT_THROW_MSG(graph.squash(graph.getOp(op), in, false, false), std::runtime_error, message);
+  };
+  refused("b", "a", "Squash not possible for op b[Relu] (type: Relu, input: a)");
+  refused("two", "side", "Op two[Split] must have exactly one output to be squashed. But it has 2");
+  refused("b", "in", "Tensor in is not an input to op b[Relu]");
+  refused("b", "nope", kNullTensor);
+  refused("shape", "w", "Unable to squash node: shape[Reshape] into previous tensor: was node produces a static output");
+  EXPECT_EQ(graph.squashRefusal(graph.getOp("a"), "in", true), std::nullopt);
   EXPECT_TRUE(graph.isStaticPassThrough(graph.getOp("shape")));
   EXPECT_FALSE(graph.isStaticPassThrough(graph.getOp("b")));
   EXPECT_FALSE(graph.isStaticPassThrough(nullptr));
@@ -365,6 +365,8 @@ TEST_F(SurgeryTest, SquashIdentityRefusals) {
   b.op("shape", "Reshape", {"w"});
   b.output("shape");
   const std::string head = "modeltools::IrGraph::squashIdentity: ";
+  EXPECT_EQ(graph.squashIdentityRefusal(graph.getOp("two_in")),
+            head + "Op two_in[Add] expected to have exactly 1 input, but has 2");
   EXPECT_THROW_MSG(graph.squashIdentity(graph.getOp("two_in"), false), std::runtime_error,
                    head + "Op two_in[Add] expected to have exactly 1 input, but has 2");
   EXPECT_THROW_MSG(graph.squashIdentity(graph.getOp("two_out"), false), std::runtime_error,
@@ -372,6 +374,39 @@ TEST_F(SurgeryTest, SquashIdentityRefusals) {
   EXPECT_THROW_MSG(graph.squashIdentity(graph.getOp("shape"), false), std::runtime_error,
                    head + "Unable to squash op: shape[Reshape] into previous tensor: w as op produces a static output");
   EXPECT_THROW_MSG(graph.squashIdentity(nullptr, false), std::runtime_error, head + kNullOp);
+}
+
+TEST_F(SurgeryTest, EditingOperationsKeepBothEndsOfEveryEdge) {
+  chainFromInput("a:Relu b:Relu");
+  b.op("sq", "Mul", {"a", "a"});
+  b.output("b");
+  const auto sq = graph.getOp("sq");
+  graph.setOperand(sq, 0, graph.getTensor("in"));
+  EXPECT_EQ(readers("a"), (std::set<std::string>{"b", "sq"}));  // sq still reads it at input 1
+  graph.setOperand(sq, 1, graph.getTensor("in"));
+  EXPECT_EQ(readers("a"), (std::set<std::string>{"b"}));
+  EXPECT_EQ(readers("in"), (std::set<std::string>{"a", "sq"}));
+  EXPECT_THROW_HAS(graph.setOperand(sq, 2, graph.getTensor("in")), std::runtime_error, "Op sq[Mul] has no input 2");
+  EXPECT_EQ(wiringProblem(graph), "");
+
+  // The op goes; its output "a" is still read, so it stays, without producer.
+  graph.removeOp(graph.getOp("a"));
+  EXPECT_TRUE(graph.hasTensor("a"));
+  EXPECT_EQ(graph.getTensor("a")->producer(), nullptr);
+  EXPECT_EQ(readers("in"), (std::set<std::string>{"sq"}));
+
+  graph.replaceAllUses(graph.getTensor("a"), graph.getTensor("in"));
+  EXPECT_TRUE(graph.getTensor("a")->consumers().empty());
+  EXPECT_EQ(readers("in"), (std::set<std::string>{"b", "sq"}));
+
+  graph.moveGraphOutput(graph.getTensor("b"), graph.getTensor("sq"));
+  EXPECT_EQ(outputNames(), (std::vector<std::string>{"sq"}));
+  EXPECT_EQ(graph.getTensor("b")->kind(), tensorkind::kNative);
+  // Now nothing reads "b" and it is no graph output: it leaves with its producer.
+  graph.removeOp(graph.getOp("b"));
+  EXPECT_FALSE(graph.hasTensor("b"));
+  EXPECT_EQ(opOrder(graph), "sq");
+  EXPECT_EQ(wiringProblem(graph), "");
 }
 
 TEST_F(SurgeryTest, TransferConsumersAcceptsTheTensorsOwnSet) {

@@ -17,18 +17,11 @@ class IrGraphTest : public ::testing::Test {
   OpPtr newOp(const std::string& name, const std::string& type = "Relu") {
     return std::make_shared<IrOp>(name, type, std::make_shared<IrAttributes>());
   }
-  // An op wired by hand from existing tensors, then added.
+  // An op wired to existing tensors, then added.
   OpPtr addOp(const std::string& name, const std::vector<TensorPtr>& inputs, const std::vector<TensorPtr>& outputs,
               int32_t index = -1) {
     auto op = newOp(name);
-    for (const auto& t : inputs) {
-      op->addInput(t, -1);
-      t->addConsumer(op);
-    }
-    for (const auto& t : outputs) {
-      op->addOutput(t, -1);
-      t->setProducer(op);
-    }
+    graph.connect(op, inputs, outputs);
     graph.addOp(op, index, false);
     return op;
   }
@@ -99,12 +92,12 @@ TEST_F(IrGraphTest, OpsKeepTheirPositionsAndRefusalsComeFirst) {
                    "modeltools::IrGraph::addOp: Op first already exists in graph");
   auto stray = std::make_shared<IrTensor>(TensorFields{.name = "stray", .shape = IrTensorShape({1})});
   auto op = newOp("loose");
-  op->addInput(stray, -1);
+  graph.connect(op, {stray}, {});
   EXPECT_THROW_MSG(graph.addOp(op, -1, false), std::runtime_error,
                    "modeltools::IrGraph::addOp: Graph has no tensor stray referred to as input for Op loose[Relu]");
   // validateOp runs whatever `validate` says.
   auto noOutputs = newOp("dangling");
-  noOutputs->addInput(a, -1);
+  graph.connect(noOutputs, {a}, {});
   EXPECT_THROW_HAS(graph.addOp(noOutputs, -1, false), std::invalid_argument, "with no output tensor!");
   EXPECT_FALSE(graph.hasOp("dangling"));
 }

@@ -82,12 +82,7 @@ inline std::shared_ptr<IrGraph> smallGraph() {
   auto c = graph->addTensor(TensorFields{.name = "c", .shape = IrTensorShape({1, 2}), .kind = tensorkind::kGraphOutput});
   auto wire = [&](const std::string& name, const std::string& type, std::vector<TensorPtr> ins, TensorPtr out) {
     auto op = std::make_shared<ops::IrOp>(name, type, nullptr);
-    for (const auto& t : ins) {
-      op->addInput(t, -1);
-      t->addConsumer(op);
-    }
-    op->addOutput(out, -1);
-    out->setProducer(op);
+    graph->connect(op, ins, {out});
     graph->addOp(op, -1, false);
     return op;
   };

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "modeltools/ir/IrOp.hpp"
+#include "modeltools/ir/IrGraph.hpp"
 #include "modeltools/translation/IrVrxTranslator.hpp"
 #include "support/ExpectThrow.hpp"
 
@@ -37,11 +37,7 @@ class TranslatorTest : public ::testing::Test {
                            std::vector<std::shared_ptr<IrTensor>> inputs,
                            std::vector<std::shared_ptr<IrTensor>> outputs) {
     auto o = std::make_shared<IrOp>(name, type, std::make_shared<IrAttributes>());
-    for (auto& t : inputs) o->addInput(t, -1);
-    for (auto& t : outputs) {
-      o->addOutput(t, -1);
-      t->setProducer(o);
-    }
+    wiring.connect(o, inputs, outputs);
     return o;
   }
   std::shared_ptr<IrOp> unary(const std::string& type, Dims dims = {1, 4}) {
@@ -71,6 +67,7 @@ class TranslatorTest : public ::testing::Test {
 
   IrVrxTranslator translator;
   std::vector<std::shared_ptr<IrTensor>> keep;
+  IrGraph wiring{"wiring"};  // wires ops to the tensors of `keep`; holds none of them
   int ops = 0;
 };
 
@@ -243,14 +240,17 @@ TEST_F(TranslatorTest, TensorRecordTypesFollowKindProducerAndFlags) {
 }
 
 TEST_F(TranslatorTest, CachedRecordsComeBackUntilTheirNameChanges) {
-  auto o = unary("Custom");
+  IrGraph graph("g");
+  graph.addTensor(TensorFields{.name = "x", .shape = IrTensorShape({1, 4})});
+  auto o = std::make_shared<IrOp>("op1", "Custom", std::make_shared<IrAttributes>());
+  graph.addOp(o, {"x"}, {"y"}, {IrTensorShape({1, 4})}, {}, -1, false);
   Vrx_OpConfig_t* first = translator.getVrxOp(o, false, "");
   o->attrs()->add("late", 1.0f, attrcategory::kBackendParam);
   EXPECT_EQ(translator.getVrxOp(o, false, ""), first);
   EXPECT_EQ(first->numOfParams, 0u);
 
   // A renamed op no longer owns its record; a new op under the old name gets a new one.
-  o->setName("renamed");
+  graph.changeOpName(o, "renamed");
   auto newcomer = std::make_shared<IrOp>("op1", "Other", std::make_shared<IrAttributes>());
   Vrx_OpConfig_t* second = translator.getVrxOp(newcomer, false, "");
   EXPECT_NE(second, first);
