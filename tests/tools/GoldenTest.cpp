@@ -1,8 +1,10 @@
-// The golden cases: each folder under tests/golden is one test, "this graph in, that graph
-// out". A folder holds
+// The golden cases: each folder tests/golden/<PassName>/<case> is one test, "this graph in,
+// that graph out", with that pass run alone (--run-pass <PassName>). Two other first-level
+// folders hold cases of no pass: NoPasses (--no-passes) and Pipeline (the backend's whole
+// pipeline). A case folder holds
 //   input.json     the graph given to vrx-transform (with its side file, if it has one)
-//   args.txt       optional: vrx-transform arguments other than the graph and -o, such as
-//                  "--backend NXA --allow RemoveNoOps1"; lines starting with '#' are comments
+//   args.txt       optional: further vrx-transform arguments other than the graph and -o, such
+//                  as "--backend NXA"; lines starting with '#' are comments
 //   expected.json  the graph the backend must receive (and expected.bin, if it has a side file)
 // With VRX_GOLDEN_UPDATE=1 the runner writes what it got as the expected files instead.
 
@@ -16,6 +18,7 @@
 #include "ToolTestFiles.hpp"
 #include "tools/vrx-transform/CommandLine.hpp"
 #include "tools/vrx-transform/Summary.hpp"
+#include "tools/vrx-transform/Transform.hpp"
 
 namespace vrx::tools::test {
 namespace {
@@ -30,14 +33,25 @@ bool updating() {
   return update != nullptr && std::string(update) == "1";
 }
 
+// "RemoveNoOps1/mul_by_ones" and so on.
 std::vector<std::string> goldenCases() {
   std::vector<std::string> cases;
   if (!std::filesystem::is_directory(goldenRoot())) return cases;
-  for (const auto& entry : std::filesystem::directory_iterator(goldenRoot())) {
-    if (entry.is_directory()) cases.push_back(entry.path().filename().string());
+  for (const auto& group : std::filesystem::directory_iterator(goldenRoot())) {
+    if (!group.is_directory()) continue;
+    for (const auto& entry : std::filesystem::directory_iterator(group.path())) {
+      if (entry.is_directory()) cases.push_back(group.path().filename().string() + "/" + entry.path().filename().string());
+    }
   }
   std::sort(cases.begin(), cases.end());
   return cases;
+}
+
+// The passes of a case's first-level folder.
+std::vector<std::string> groupArguments(const std::string& group) {
+  if (group == "NoPasses") return {"--no-passes"};
+  if (group == "Pipeline") return {};
+  return {"--run-pass", group};
 }
 
 std::vector<std::string> caseArguments(const std::filesystem::path& file) {
@@ -86,6 +100,8 @@ TEST_P(GoldenTest, BackendReceivesTheExpectedGraph) {
   ScratchDir scratch;
   // The output takes the expected file's name, so that a side file is referred to by the same name.
   std::vector<std::string> args = {(folder / "input.json").string(), "-o", (scratch / "expected.json").string()};
+  const auto group = groupArguments(GetParam().substr(0, GetParam().find('/')));
+  args.insert(args.end(), group.begin(), group.end());
   const auto extra = caseArguments(folder / "args.txt");
   args.insert(args.end(), extra.begin(), extra.end());
 
@@ -126,12 +142,17 @@ TEST(GoldenRunner, DifferenceShowsContextAndBothSides) {
   EXPECT_NE(report.find("   3  c\n-  4  d\n-  5  e\n+  4  X\n+  5  e\n+  6  f\n"), std::string::npos) << report;
 }
 
-TEST(GoldenRunner, EveryCaseHasInputAndExpectedFiles) {
+TEST(GoldenRunner, EveryCaseHasInputAndExpectedFilesAndEveryGroupIsAPass) {
   const auto cases = goldenCases();
   EXPECT_FALSE(cases.empty());
+  const auto passes = allPassNames();
   for (const auto& name : cases) {
     EXPECT_TRUE(std::filesystem::exists(goldenRoot() / name / "input.json")) << name;
     EXPECT_TRUE(std::filesystem::exists(goldenRoot() / name / "expected.json")) << name;
+    const std::string group = name.substr(0, name.find('/'));
+    const bool known = group == "NoPasses" || group == "Pipeline" ||
+                       std::find(passes.begin(), passes.end(), group) != passes.end();
+    EXPECT_TRUE(known) << group << " is neither a pass nor NoPasses nor Pipeline";
   }
 }
 

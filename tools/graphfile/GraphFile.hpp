@@ -42,6 +42,8 @@ struct GraphRecords {
   std::string name;
   std::optional<uint32_t> backendKind;
   std::optional<PassSelection> allowedPasses;
+  // Passes to run alone, in this order, instead of the pipeline; then allowedPasses is moot.
+  std::vector<std::string> runPasses;
   std::vector<Vrx_Tensor_t> tensors;  // in the order the client adds them
   std::vector<Vrx_OpConfig_t> nodes;  // in the order the client adds them
 };

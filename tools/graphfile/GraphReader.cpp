@@ -466,6 +466,12 @@ void readHeader(const ObjectReader& root, GraphRecords& graph, const std::string
   graph.name = root.has("name") ? root.string("name") : defaultName;
   if (root.has("backend")) graph.backendKind = readEnum(backendNames(), root.require("backend"), root.at("backend"));
   if (root.has("allowedPasses")) graph.allowedPasses = readPassSelection(root.require("allowedPasses"), root.at("allowedPasses"));
+  if (root.has("runPasses")) {
+    const auto names = readArray(root.require("runPasses"), root.at("runPasses"));
+    for (rapidjson::SizeType i = 0; i < names.Size(); ++i) {
+      graph.runPasses.push_back(readString(names[i], root.at("runPasses").item(i)));
+    }
+  }
 }
 
 template <class ReadItem>

@@ -311,7 +311,12 @@ void GraphWriter::graph(const GraphRecords& graph) {
   writeField(out_, "version", 1u);
   writeString(out_, "name", graph.name);
   if (graph.backendKind) writeEnum(out_, "backend", backendNames(), *graph.backendKind);
-  if (graph.allowedPasses && graph.allowedPasses->all) {
+  if (!graph.runPasses.empty()) {
+    writeKey(out_, "runPasses");
+    writeInlineArray(out_, [&](CompactJson& line) {
+      for (const auto& name : graph.runPasses) line.String(name.c_str());
+    });
+  } else if (graph.allowedPasses && graph.allowedPasses->all) {
     writeString(out_, "allowedPasses", "all");
   } else if (graph.allowedPasses) {
     writeKey(out_, "allowedPasses");

@@ -178,8 +178,13 @@ TransformResult runTransform(const TransformOptions& options) {
   result.backendKind = chooseBackend(options, input);
   // A person who runs a model through the tool wants to see what the backend's pipeline does.
   result.allowedPasses = options.allowedPasses.value_or(input.allowedPasses.value_or(PassSelection{true, {}}));
-  requireKnownPasses(options.runPasses);
-  result.passesRun = options.runPasses;
+  // The command line wins over the file: its --allow or --no-passes set aside the file's "runPasses".
+  if (!options.runPasses.empty()) {
+    result.passesRun = options.runPasses;
+  } else if (!options.allowedPasses) {
+    result.passesRun = input.runPasses;
+  }
+  requireKnownPasses(result.passesRun);
   GraphTransformerConfig config;
   config.allowedPasses = allowedPassNames(result.allowedPasses);
   result.before = countGraph(input);
@@ -193,6 +198,7 @@ TransformResult runTransform(const TransformOptions& options) {
     GraphRecords output = backend.graph();
     output.name = input.name;
     output.backendKind = result.backendKind;
+    output.runPasses = result.passesRun;
     output.allowedPasses = result.allowedPasses;
     result.after = countGraph(output);
     for (const auto& name : backend.repeatedTensors()) {
