@@ -45,7 +45,8 @@ std::string rankText(const char* before, size_t rank, const char* after) {
   return text.str();
 }
 
-const OrdersByRank kIdentity345 = {{3, identityPermutation(3)}, {4, identityPermutation(4)}, {5, identityPermutation(5)}};
+const OrdersByRank kIdentity345 = {
+    {3, identityPermutation(3)}, {4, identityPermutation(4)}, {5, identityPermutation(5)}};
 
 void refuseBothWeightKinds(bool isConvWeights, bool isTransposeConvWeights, const char* function) {
   if (isConvWeights && isTransposeConvWeights) {
@@ -118,8 +119,9 @@ Dims SpatialFirstAxisOrder::extractSpatialDims(const Dims& dims) const {
 }
 
 Dims SpatialFirstAxisOrder::extractTimeSeriesDims(const Dims& dims) const {
-  return extractByRank(dims, {{3, identityPermutation(3)}}, "modeltools::SpatialFirstAxisOrder::extractTimeSeriesDims",
-                       rankText("Invalid dimension rank ", dims.size(), (std::string(" ") + kTimeSeriesFailure).c_str()));
+  return extractByRank(
+      dims, {{3, identityPermutation(3)}}, "modeltools::SpatialFirstAxisOrder::extractTimeSeriesDims",
+      rankText("Invalid dimension rank ", dims.size(), (std::string(" ") + kTimeSeriesFailure).c_str()));
 }
 
 Dims SpatialFirstAxisOrder::extractConvWeightsDims(const Dims& dims) const {
@@ -195,8 +197,9 @@ Dims SpatialLastAxisOrder::extractSpatialDims(const Dims& dims) const {
 }
 
 Dims SpatialLastAxisOrder::extractTimeSeriesDims(const Dims& dims) const {
-  return extractByRank(dims, {{3, {1, 0, 2}}}, "modeltools::SpatialLastAxisOrder::extractTimeSeriesDims",
-                       rankText("Invalid dimension rank ", dims.size(), (std::string(" ") + kTimeSeriesFailure).c_str()));
+  return extractByRank(
+      dims, {{3, {1, 0, 2}}}, "modeltools::SpatialLastAxisOrder::extractTimeSeriesDims",
+      rankText("Invalid dimension rank ", dims.size(), (std::string(" ") + kTimeSeriesFailure).c_str()));
 }
 
 Dims SpatialLastAxisOrder::extractConvWeightsDims(const Dims& dims) const {

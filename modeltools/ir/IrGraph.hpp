@@ -131,8 +131,8 @@ class IrGraph {
   void injectAtIndex(const OpPtr& op, const std::string& inputName, const std::string& outputName, int32_t index,
                      const std::vector<std::string>& consumerNames, AxisFormat axisFormat, bool validate,
                      bool inheritQuantizable);
-  void injectImplicitPermute(const std::string& tensorName, AxisFormat axisFormat, const std::vector<uint32_t>& permOrder,
-                             const std::vector<std::string>& consumerNames);
+  void injectImplicitPermute(const std::string& tensorName, AxisFormat axisFormat,
+                             const std::vector<uint32_t>& permOrder, const std::vector<std::string>& consumerNames);
   void permuteToSpatialFirst(const TensorPtr& tensor, const OpPtr& consumer);
   void permuteNfcToNcf(const TensorPtr& tensor, const OpPtr& consumer);
   void permuteToSpatialLast(const TensorPtr& tensor, const OpPtr& consumer);

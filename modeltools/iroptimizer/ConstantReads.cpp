@@ -2,25 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <sstream>
-#include <stdexcept>
 
+#include "HelperFailure.hpp"
+#include "OpStructure.hpp"
 #include "modeltools/translation/TensorDataConversion.hpp"
 
 namespace modeltools::iroptimizer {
 namespace {
-
-template <class... Parts>
-std::runtime_error failure(const char* function, const Parts&... parts) {
-  std::ostringstream message;
-  message << function << ": ";
-  (message << ... << parts);
-  return std::runtime_error(message.str());
-}
-
-StaticTensorPtr asStatic(const TensorPtr& tensor) {
-  return tensor && tensor->isStaticTensor() ? std::static_pointer_cast<IrStaticTensor>(tensor) : nullptr;
-}
 
 template <class T>
 bool allEqualTyped(const IrStaticTensor& tensor, uint32_t count, float* first) {
@@ -47,9 +35,9 @@ bool isFloatScalarTensor(const StaticTensorPtr& tensor) {
 }  // namespace
 
 float getConstValue(const TensorPtr& tensor) {
-  if (!tensor) throw failure("getConstValue", "Null tensor passed to getConstValue");
+  if (!tensor) throw helperFailure("getConstValue", "Null tensor passed to getConstValue");
   const uint32_t count = tensor->elements();
-  if (count != 1) throw failure("getConstValue", "Expected 1 element but found ", count);
+  if (count != 1) throw helperFailure("getConstValue", "Expected 1 element but found ", count);
   auto data = asStatic(tensor);
   switch (tensor->dataType()) {
     case VRX_DATATYPE_INT_32:
@@ -59,7 +47,7 @@ float getConstValue(const TensorPtr& tensor) {
       if (data) return convertTensorToFloat32(data)[0];
       [[fallthrough]];
     default:
-      throw failure("getConstValue", "Found Unsupported VRX datatype in getConstValue function.");
+      throw helperFailure("getConstValue", "Found Unsupported VRX datatype in getConstValue function.");
   }
 }
 
@@ -96,11 +84,11 @@ bool allElementsEqualToValue(const TensorPtr& tensor, float* first) {
 }
 
 bool allElementsEqualTo(const TensorPtr& tensor, float value) {
-  if (!tensor) throw failure("allElementsEqualToValue", "Null tensor passed to allElementsEqualToValue");
+  if (!tensor) throw helperFailure("allElementsEqualToValue", "Null tensor passed to allElementsEqualToValue");
   auto data = asStatic(tensor);
   if (!data || data->shape().hasDynamicAxes()) return false;
   const uint32_t count = data->elements();
-  if (count == 0) throw failure("allElementsEqualToValue", "Tensor has zero elements");
+  if (count == 0) throw helperFailure("allElementsEqualToValue", "Tensor has zero elements");
   switch (data->dataType()) {
     case VRX_DATATYPE_INT_8: case VRX_DATATYPE_UINT_8: case VRX_DATATYPE_INT_16: case VRX_DATATYPE_UINT_16:
     case VRX_DATATYPE_INT_32: case VRX_DATATYPE_UINT_32: case VRX_DATATYPE_FLOAT_16: case VRX_DATATYPE_FLOAT_32:
@@ -113,7 +101,7 @@ bool allElementsEqualTo(const TensorPtr& tensor, float value) {
 }
 
 bool anyElementNegative(const TensorPtr& tensor) {
-  if (!tensor) throw failure("anyElementNegative", "Null tensor passed to anyElementNegative");
+  if (!tensor) throw helperFailure("anyElementNegative", "Null tensor passed to anyElementNegative");
   auto data = asStatic(tensor);
   if (!data) return false;
   switch (data->dataType()) {

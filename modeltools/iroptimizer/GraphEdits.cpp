@@ -1,31 +1,12 @@
 #include "GraphEdits.hpp"
 
 #include <algorithm>
-#include <sstream>
-#include <stdexcept>
+
+#include "HelperFailure.hpp"
+#include "OpStructure.hpp"
+#include "modeltools/ops/OpSupport.hpp"
 
 namespace modeltools::iroptimizer {
-namespace {
-
-template <class... Parts>
-std::runtime_error failure(const char* function, const Parts&... parts) {
-  std::ostringstream message;
-  message << function << ": ";
-  (message << ... << parts);
-  return std::runtime_error(message.str());
-}
-
-StaticTensorPtr asStatic(const TensorPtr& tensor) {
-  return tensor && tensor->isStaticTensor() ? std::static_pointer_cast<IrStaticTensor>(tensor) : nullptr;
-}
-
-// The names go by value: `swapTensorNames` renames the tensors whose names it was handed.
-void swapNames(IrGraph& graph, const TensorPtr& a, const TensorPtr& b) {
-  const std::string nameA = a->name(), nameB = b->name();
-  graph.swapTensorNames(nameA, nameB);
-}
-
-}  // namespace
 
 std::string generateUniqueTensorName(const IrGraph& graph, const std::string& base) {
   for (uint64_t index = 0;; ++index) {
@@ -55,17 +36,17 @@ void replaceAllUsers(IrGraph& graph, const TensorPtr& newTensor, const TensorPtr
   // checked. A refusal comes before anything moves.
   if (!oldTensor->consumers().empty()) {
     if (checkQuantization && !sameQuantization(newTensor->quantInfo(), oldTensor->quantInfo())) {
-      throw failure("replaceAllUsers", "QInfo must match for both the tensors");
+      throw helperFailure("replaceAllUsers", "QInfo must match for both the tensors");
     }
     if (checkQuantization && newTensor->dataType() != oldTensor->dataType()) {
-      throw failure("replaceAllUsers", "DataType must match for both the tensors");
+      throw helperFailure("replaceAllUsers", "DataType must match for both the tensors");
     }
     if (newTensor->dims() != oldTensor->dims()) {
-      throw failure("replaceAllUsers", "Dimensions must match for both the tensors");
+      throw helperFailure("replaceAllUsers", "Dimensions must match for both the tensors");
     }
   }
   graph.replaceAllUses(oldTensor, newTensor);
-  if (!newTensor->name().empty()) swapNames(graph, newTensor, oldTensor);
+  if (!newTensor->name().empty()) graph.swapTensorNames(newTensor->name(), oldTensor->name());
 }
 
 void manageSharedStaticInput(IrGraph& graph, const OpPtr& op, uint32_t inputIndex) {
@@ -74,9 +55,16 @@ void manageSharedStaticInput(IrGraph& graph, const OpPtr& op, uint32_t inputInde
   const std::string name = op->name() + (inputIndex == 1 ? "_kernel_weight" : "_kernel_bias");
   graph.addStaticTensorCopy(name, shared, true);
   auto clone = graph.getStaticTensor(name);
-  if (!clone) throw failure("manageSharedStaticInput", "Failed to clone static tensor: ", name);
+  if (!clone) throw helperFailure("manageSharedStaticInput", "Failed to clone static tensor: ", name);
   graph.updateTraceInfo(std::vector<TensorPtr>{clone}, std::vector<TensorPtr>{shared}, {}, false);
   graph.setOperand(op, inputIndex, clone);
+}
+
+void setListAttribute(const OpPtr& op, const std::string& name, const std::vector<uint32_t>& values) {
+  auto& attrs = *op->attrs();
+  const uint8_t category = attrs.hasAttr(name) ? attrs.get(name).category : attrcategory::kBackendParam;
+  ops::replaceListAttr(attrs, name, values, Dims{static_cast<uint32_t>(values.size())}, VRX_DATATYPE_UINT_32,
+                       category);
 }
 
 }  // namespace modeltools::iroptimizer

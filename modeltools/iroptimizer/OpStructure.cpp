@@ -3,13 +3,10 @@
 #include <algorithm>
 
 namespace modeltools::iroptimizer {
-namespace {
 
 StaticTensorPtr asStatic(const TensorPtr& tensor) {
   return tensor && tensor->isStaticTensor() ? std::static_pointer_cast<IrStaticTensor>(tensor) : nullptr;
 }
-
-}  // namespace
 
 StaticTensorPtr firstStaticInput(const OpPtr& op) {
   for (const auto& input : op->getInputs()) {

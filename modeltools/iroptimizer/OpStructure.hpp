@@ -10,6 +10,8 @@
 
 namespace modeltools::iroptimizer {
 
+// The tensor as a static one, or empty.
+StaticTensorPtr asStatic(const TensorPtr& tensor);
 StaticTensorPtr firstStaticInput(const OpPtr& op);
 // The inputs that are not null and not static, in input order.
 std::vector<TensorPtr> dynamicInputs(const OpPtr& op);

@@ -4,25 +4,13 @@
 
 #include "ConstantReads.hpp"
 #include "GraphEdits.hpp"
+#include "OpStructure.hpp"
 #include "Verbose.hpp"
 #include "modeltools/ir/Permutations.hpp"
 #include "modeltools/translation/CreateOp.hpp"
 #include "modeltools/translation/TensorDataConversion.hpp"
 
 namespace modeltools::iroptimizer {
-namespace {
-
-StaticTensorPtr asStatic(const TensorPtr& tensor) {
-  return tensor && tensor->isStaticTensor() ? std::static_pointer_cast<IrStaticTensor>(tensor) : nullptr;
-}
-
-// The names go by value: `swapTensorNames` renames the tensors whose names it was handed.
-void swapNames(IrGraph& graph, const TensorPtr& a, const TensorPtr& b) {
-  const std::string nameA = a->name(), nameB = b->name();
-  graph.swapTensorNames(nameA, nameB);
-}
-
-}  // namespace
 
 OpPtr injectTranspose(IrGraph& graph, const std::string& tensorNameArg, const std::vector<uint32_t>& perm,
                       const std::vector<std::string>& consumerNames, const std::string& optionalName,
@@ -125,7 +113,7 @@ bool squashConstantTranspose(const OpPtr& op, IrGraph& graph, bool intoNext) {
   graph.updateTraceInfo(std::vector<TensorPtr>{transposed}, std::vector<TensorPtr>{input, output}, {op}, false);
   graph.replaceAllUses(output, transposed);
   graph.moveGraphOutput(output, transposed);
-  if (!intoNext) swapNames(graph, transposed, output);
+  if (!intoNext) graph.swapTensorNames(transposed->name(), output->name());
   graph.prune(op, true);
   return true;
 }

@@ -938,7 +938,9 @@ uint64_t ResizeOp::macs(const AxisOrderPtr&) {
 void ResizeOp::overrideDataAxisFormats(const AxisOrderPtr& axisOrder) { setDataFormatOfInput0(*this, axisOrder); }
 
 void registerDataMovementOps(OpTranslationRegistry& registry) {
-  registerOpClasses<TransposeOp, ReshapeOp, ConcatOp, SplitOp, PackOp, TileOp, PadOp, GatherOp, GatherElementsOp, GatherNDOp, StridedSliceOp, ExpandDimsOp, ExpandOp, DepthToSpaceOp, SpaceToDepthOp, BatchToSpaceOp, SpaceToBatchOp, ChannelShuffleOp, ResizeOp>(registry);
+  registerOpClasses<TransposeOp, ReshapeOp, ConcatOp, SplitOp, PackOp, TileOp, PadOp, GatherOp, GatherElementsOp,
+                    GatherNDOp, StridedSliceOp, ExpandDimsOp, ExpandOp, DepthToSpaceOp, SpaceToDepthOp, BatchToSpaceOp,
+                    SpaceToBatchOp, ChannelShuffleOp, ResizeOp>(registry);
 }
 
 }  // namespace modeltools::ops

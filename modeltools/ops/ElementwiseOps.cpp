@@ -129,7 +129,10 @@ VRX_DEFINE_TYPED_OP(DequantizeOp, IrOp)
 void DequantizeOp::prepareAttributes() {}
 
 void registerElementwiseOps(OpTranslationRegistry& registry) {
-  registerOpClasses<ElementwiseBinaryOp, ElementwiseUnaryOp, ElementwiseTernaryOp, ElementwiseNeuronOp, ElementwiseMeanOp, ElementWiseMuxOp, ErfOp, LogitOp, PreluOp, ThresholdedReluOp, SoftmaxOp, ReduceOp, ReduceL2Op, BatchnormOp, LayerNormOp, L2NormOp, RMSNormOp, CastOp, ConvertOp, IdentityOp, DequantizeOp>(registry);
+  registerOpClasses<ElementwiseBinaryOp, ElementwiseUnaryOp, ElementwiseTernaryOp, ElementwiseNeuronOp,
+                    ElementwiseMeanOp, ElementWiseMuxOp, ErfOp, LogitOp, PreluOp, ThresholdedReluOp, SoftmaxOp,
+                    ReduceOp, ReduceL2Op, BatchnormOp, LayerNormOp, L2NormOp, RMSNormOp, CastOp, ConvertOp, IdentityOp,
+                    DequantizeOp>(registry);
 }
 
 }  // namespace modeltools::ops

@@ -92,7 +92,9 @@ VRX_DEFINE_TYPED_OP(ColorTransformOp, IrOp)
 void ColorTransformOp::prepareAttributes() {}
 
 void registerRecurrentDetectionMatrixOps(OpTranslationRegistry& registry) {
-  registerOpClasses<LstmOp, GruOp, DetectionOutputOp, FullyConnectedOp, MatMulOp, TopKOp, InverseOp, HadamardTransformOp, CreateSparseOp, GetSparseIndicesOp, GetSparseValuesOp, ColorTransformOp>(registry);
+  registerOpClasses<LstmOp, GruOp, DetectionOutputOp, FullyConnectedOp, MatMulOp, TopKOp, InverseOp,
+                    HadamardTransformOp, CreateSparseOp, GetSparseIndicesOp, GetSparseValuesOp, ColorTransformOp>(
+      registry);
 }
 
 }  // namespace modeltools::ops

@@ -127,12 +127,25 @@ TEST(TransformRunTest, GraphInputsAndOutputsReachTheBackendAsGiven) {
 
 TEST(TransformRunTest, PassThroughSendsEveryNodeAndTensorToTheBackend) {
   ScratchDir dir;
-  const auto result = runTransform(optionsFor(kSmallCnn, dir / "out.json"));
+  auto options = optionsFor(kSmallCnn, dir / "out.json");
+  options.allowedPasses = PassSelection{};
+  const auto result = runTransform(options);
   ASSERT_EQ(result.status, 0u);
   EXPECT_EQ(result.after.ops, result.before.ops);
   EXPECT_EQ(result.after.tensors, result.before.tensors);
   EXPECT_EQ(result.after.opsByType.at("Conv2d"), 2u);
   EXPECT_EQ(result.after.opsByType.at("ElementWiseNeuron"), 2u);  // Relu comes back in its backend form
+}
+
+TEST(TransformRunTest, ByDefaultTheWholePipelineRuns) {
+  ScratchDir dir;
+  const auto result = runTransform(optionsFor(kSmallCnn, dir / "out.json"));
+  ASSERT_EQ(result.status, 0u);
+  EXPECT_TRUE(result.allowedPasses.all);
+  // The reshape that only flattens the fully connected layer's input goes.
+  EXPECT_EQ(result.before.opsByType.at("Reshape"), 1u);
+  EXPECT_FALSE(result.after.opsByType.contains("Reshape"));
+  EXPECT_EQ(result.optimization.executedPasses, (std::vector<std::string>{"RemoveIdentityPreLT"}));
 }
 
 TEST(TransformRunTest, WritingTheResultAgainGivesTheSameBytes) {

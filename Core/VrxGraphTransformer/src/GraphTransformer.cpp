@@ -47,7 +47,8 @@ Vrx_Status_t VrxGraphTransformer::initialize(Vrx_BackendHandle_t backendHandle, 
                                              Vrx_GraphHandle_t graphHandle, Vrx_LogHandle_t loggerHandle,
                                              const char* graphName, const VrxBackendFunctionTable* backendTable,
                                              uint32_t backendKind, const GraphTransformerConfig* config) {
-  if (backendHandle == nullptr || contextHandle == nullptr || graphHandle == nullptr) return VRX_GT_ERROR_INVALID_HANDLE;
+  if (backendHandle == nullptr || contextHandle == nullptr || graphHandle == nullptr)
+    return VRX_GT_ERROR_INVALID_HANDLE;
   backendHandle_ = backendHandle;
   contextHandle_ = contextHandle;
   graphHandle_ = graphHandle;

@@ -19,7 +19,8 @@ modeltools::GraphServices libraryGraphServices() {
         return std::make_unique<IrVrxTranslator>(&diagnostics);
       },
       .validate = [validator = std::make_shared<vrx::validation::OpValidator>()](
-                      const Vrx_OpConfig_t& config, std::string& message) { return validator->validate(config, message); },
+                      const Vrx_OpConfig_t& config,
+                      std::string& message) { return validator->validate(config, message); },
   };
 }
 

@@ -21,7 +21,8 @@ constexpr uint32_t kLstmInitialHiddenState = 10;
 constexpr uint32_t kLstmInitialCellState = 11;
 
 void sayVerbose(const IrGraph& graph, const char* handler, const std::string& text) {
-  if (verboseLogging()) graph.diagnostics().write("modeltools::iroptimizer::removeIdentity::", handler, ": ", text, "\n");
+  if (verboseLogging())
+    graph.diagnostics().write("modeltools::iroptimizer::removeIdentity::", handler, ": ", text, "\n");
 }
 
 // The squash of every handler. When the graph would refuse to reconnect the op, the op stays

@@ -6,6 +6,7 @@
 #include "modeltools/iroptimizer/PassIds.hpp"
 #include "modeltools/iroptimizer/RuleEngine.hpp"
 #include "modeltools/iroptimizer/passes/IdentityRemoval.hpp"
+#include "modeltools/iroptimizer/passes/TransposeCleanup.hpp"
 
 namespace modeltools::iroptimizer {
 namespace {
@@ -17,8 +18,9 @@ std::shared_ptr<Pass> makePass() {
   if constexpr (sizeof...(Rest) == 0 && std::is_base_of_v<Pass, First>) {
     return std::make_shared<First>();
   } else {
-    static_assert((std::is_base_of_v<MatchAndRewriteRule, First> && ... && std::is_base_of_v<MatchAndRewriteRule, Rest>),
-                  "a row of PassTable.def names one pass class or one or more rule classes");
+    static_assert(
+        (std::is_base_of_v<MatchAndRewriteRule, First> && ... && std::is_base_of_v<MatchAndRewriteRule, Rest>),
+        "a row of PassTable.def names one pass class or one or more rule classes");
     return std::make_shared<SequenceTransformPass>(
         std::vector<RulePtr>{std::make_shared<First>(), std::make_shared<Rest>()...});
   }
