@@ -84,9 +84,11 @@ T* arenaCopy(RecordArena& arena, const T* values, size_t count) {
 
 // "[1,3,224,224]"
 std::string dimsText(std::span<const uint32_t> dims) {
-  std::string text = "[";
-  for (size_t i = 0; i < dims.size(); ++i) text += (i ? "," : "") + std::to_string(dims[i]);
-  return text + "]";
+  std::ostringstream text;
+  text << "[";
+  for (size_t i = 0; i < dims.size(); ++i) text << (i ? "," : "") << dims[i];
+  text << "]";
+  return text.str();
 }
 
 // The number of values that dims hold, or nothing if that overflows 64 bits.
